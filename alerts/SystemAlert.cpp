@@ -1,0 +1,8 @@
+#include "alerts/SystemAlert.h"
+
+// Out of line so that processes share one exported definition of the record's
+// special members.
+SystemAlert::SystemAlert() = default;
+SystemAlert::SystemAlert(const SystemAlert& other) = default;
+SystemAlert& SystemAlert::operator=(const SystemAlert& other) = default;
+SystemAlert::~SystemAlert() = default;

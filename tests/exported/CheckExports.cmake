@@ -1,0 +1,43 @@
+# Fails when a library exports a defined symbol that its allow list does not
+# name. Each list line is a regular expression matched against the demangled
+# name; '#' starts a comment. Weak instantiations of standard templates are
+# let through: libstdc++ declares its namespaces with default visibility, so
+# they are exported whatever the library asks.
+execute_process(COMMAND ${NM} -D -C --defined-only ${LIBRARY}
+                OUTPUT_VARIABLE symbols RESULT_VARIABLE status)
+if(NOT status EQUAL 0)
+  message(FATAL_ERROR "nm failed on ${LIBRARY}")
+endif()
+file(STRINGS ${ALLOWED} patterns REGEX "^[^#].*")
+string(REPLACE "\n" ";" lines "${symbols}")
+set(unexpected "")
+set(count 0)
+foreach(line IN LISTS lines)
+  # "<address> <type> <name>"; the name may contain blanks.
+  if(NOT line MATCHES "^[0-9a-fA-F]+ ([A-Za-z]) (.*)$")
+    continue()
+  endif()
+  set(type "${CMAKE_MATCH_1}")
+  set(name "${CMAKE_MATCH_2}")
+  math(EXPR count "${count} + 1")
+  if(type MATCHES "^[WVu]$" AND name MATCHES "(std|__gnu_cxx)::")
+    continue()
+  endif()
+  set(ok FALSE)
+  foreach(pattern IN LISTS patterns)
+    if(name MATCHES "${pattern}")
+      set(ok TRUE)
+      break()
+    endif()
+  endforeach()
+  if(NOT ok)
+    string(APPEND unexpected "  ${name}\n")
+  endif()
+endforeach()
+if(count EQUAL 0)
+  message(FATAL_ERROR "no exported symbols found in ${LIBRARY}")
+endif()
+if(unexpected)
+  message(FATAL_ERROR "unexpected exported symbols in ${LIBRARY}:\n${unexpected}")
+endif()
+message(STATUS "${count} exported symbols of ${LIBRARY} are all chosen")

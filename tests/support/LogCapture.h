@@ -1,0 +1,35 @@
+// Captures the log lines emitted while it is alive, for assertions.
+#ifndef DEVMGMT_TESTS_SUPPORT_LOGCAPTURE_H_
+#define DEVMGMT_TESTS_SUPPORT_LOGCAPTURE_H_
+
+#include <string>
+#include <vector>
+
+#include "platform/vmLog.h"
+
+struct CapturedLine {
+  int module;
+  int level;
+  std::string unit;
+  std::string function;
+  int line;
+  std::string text;
+};
+
+class LogCapture {
+ public:
+  LogCapture();
+  ~LogCapture();
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+
+  const std::vector<CapturedLine>& lines() const { return m_lines; }
+  // True when some line at `level` contains `fragment`.
+  bool Contains(int level, const std::string& fragment) const;
+
+ private:
+  static void Sink(const vm_log_record* record, void* context);
+  std::vector<CapturedLine> m_lines;
+};
+
+#endif  // DEVMGMT_TESTS_SUPPORT_LOGCAPTURE_H_
