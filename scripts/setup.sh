@@ -8,6 +8,7 @@ packages=(
   build-essential cmake ninja-build pkg-config
   libssl-dev libsqlite3-dev sqlite3 libboost-dev rapidjson-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  crossbuild-essential-armhf qemu-user
 )
 
 missing=()
