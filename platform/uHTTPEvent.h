@@ -1,6 +1,7 @@
 // The events of the platform's HTTP request pipeline.
 //
-// Device-management and sign-in handlers are modules of that pipeline, so
+// Success responses are handled by modules (uHTTPModule); a plain handler
+// gets them as responses. Device-management and sign-in handlers are modules of that pipeline, so
 // their interface starts with the HTTP handler operations; the library itself
 // sends none of these events.
 #ifndef DEVMGMT_PLATFORM_UHTTPEVENT_H_

@@ -39,8 +39,19 @@ DM_HTTP_EVENT_BODY(uHTTPRequestEv)
 DM_HTTP_EVENT_BODY(uHTTPDownloadReqEv)
 DM_HTTP_EVENT_BODY(uHTTPResponseEv)
 DM_HTTP_EVENT_BODY(uHTTPRejectResponseEv)
-DM_HTTP_EVENT_BODY(uHTTPSuccessResponseEv)
-DM_HTTP_EVENT_BODY(uHTTPDownloadSuccessResponseEv)
+
+#define DM_HTTP_MODULE_EVENT_BODY(name)                                        \
+  name::~name() = default;                                                     \
+  void name::Dispatch(uHTTPHandler& handler) {                                 \
+    if (auto* module = dynamic_cast<uHTTPModule*>(&handler)) {                 \
+      module->HandleEvent(*this);                                              \
+    } else {                                                                   \
+      handler.HandleEvent(static_cast<uHTTPResponseEv&>(*this));               \
+    }                                                                          \
+  }
+
+DM_HTTP_MODULE_EVENT_BODY(uHTTPSuccessResponseEv)
+DM_HTTP_MODULE_EVENT_BODY(uHTTPDownloadSuccessResponseEv)
 
 uHTTPHandler::uHTTPHandler() = default;
 uHTTPHandler::~uHTTPHandler() = default;
