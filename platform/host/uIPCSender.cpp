@@ -1,0 +1,90 @@
+#include "platform/uIPCSender.h"
+
+#include <fcntl.h>
+#include <limits.h>
+#include <mqueue.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/uEventSerializer.h"
+#include "platform/vmLog.h"
+
+std::string vmMqName(vm_mq_id id) {
+  if (id < 0) {
+    DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Invalid queue id %d", static_cast<int>(id));
+    return std::string();
+  }
+  const char* prefix = getenv("VM_MQ_PREFIX");
+  if (prefix == nullptr) prefix = "";
+  // A queue name is one path component of at most NAME_MAX bytes.
+  if (strchr(prefix, '/') != nullptr || strlen(prefix) > NAME_MAX - 32) {
+    DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "VM_MQ_PREFIX is not a valid queue name prefix");
+    return std::string();
+  }
+  std::string name = "/";
+  name += prefix;
+  name += "vm_mq_";
+  name += std::to_string(id);
+  return name;
+}
+
+uIPCSender::uIPCSender() = default;
+uIPCSender::~uIPCSender() = default;
+
+int uIPCSender::SendEvent(uEvent& event, vm_mq_id queue) {
+  message_extra_t message;
+  const int length = uEventSerializer::SerializeEvent(event, message);
+  if (length < 0) {
+    DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Failed to serialize %s for queue %d",
+           event.GetStr(), static_cast<int>(queue));
+    return -1;
+  }
+  return Post(&message, static_cast<unsigned int>(length), queue);
+}
+
+int uIPCSender::SendMessage(const message_extra_t& message, unsigned int length, vm_mq_id queue) {
+  return Post(&message, length, queue);
+}
+
+int uIPCSender::SendMessage(const message_t& message, unsigned int length, vm_mq_id queue) {
+  return Post(&message, length, queue);
+}
+
+// Opens the queue for each message: a receiver that restarts recreates its
+// queue, and a cached descriptor would keep feeding the orphaned one.
+int uIPCSender::Post(const void* bytes, unsigned int length, vm_mq_id queue) {
+  if (length < VM_MSG_HEADER_SIZE || length > VM_MSG_EXTRA_SIZE) {
+    DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Message of %u bytes for queue %d is not a message",
+           length, static_cast<int>(queue));
+    return -1;
+  }
+  const std::string name = vmMqName(queue);
+  if (name.empty()) return -1;
+  const mqd_t mq = mq_open(name.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+  if (mq == static_cast<mqd_t>(-1)) {
+    DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Cannot open queue %s: %s", name.c_str(),
+           strerror(errno));
+    return -1;
+  }
+  int result = -1;
+  if (mq_send(mq, static_cast<const char*>(bytes), length, 0) == 0) {
+    result = 0;
+  } else if (errno == EAGAIN) {
+    DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Queue %s is full, message of %u bytes dropped",
+           name.c_str(), length);
+  } else if (errno == EMSGSIZE) {
+    struct mq_attr attr;
+    memset(&attr, 0, sizeof attr);
+    mq_getattr(mq, &attr);
+    DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR,
+           "Message of %u bytes does not fit queue %s (at most %ld bytes), dropped", length,
+           name.c_str(), static_cast<long>(attr.mq_msgsize));
+  } else {
+    DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Cannot send to queue %s: %s", name.c_str(),
+           strerror(errno));
+  }
+  mq_close(mq);
+  return result;
+}
