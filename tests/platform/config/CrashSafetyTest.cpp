@@ -37,11 +37,16 @@ TEST(ConfigCrashSafety, KilledWriterLosesNothingThatWasAcknowledged) {
       }
     }
     close(pipe_fds[1]);
-    usleep(20000 + static_cast<useconds_t>(random() % 60000));
+    // Kill at a random point after the first acknowledged write, so that the
+    // writer is under way even where start-up is slow (emulation).
+    int value = 0;
+    ASSERT_EQ(static_cast<ssize_t>(sizeof value), read(pipe_fds[0], &value, sizeof value));
+    acknowledged.push_back(value);
+    next = value + 1;
+    usleep(static_cast<useconds_t>(random() % 60000));
     kill(child, SIGKILL);
     int status = 0;
     waitpid(child, &status, 0);
-    int value = 0;
     while (read(pipe_fds[0], &value, sizeof value) == static_cast<ssize_t>(sizeof value)) {
       acknowledged.push_back(value);
       next = value + 1;
