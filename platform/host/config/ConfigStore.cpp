@@ -135,7 +135,7 @@ int ConfigStore::UseDatabase(const char* path) {
 void ConfigStore::CloseLocked() {
   for (sqlite3_stmt* stmt : m_statements) sqlite3_finalize(stmt);
   m_statements.clear();
-  m_get = m_upsert = m_journal = m_prune = m_next = m_next_unbounded = nullptr;
+  m_begin = m_commit = m_get = m_upsert = m_journal = m_prune = m_next = m_next_unbounded = nullptr;
   m_read_journal = m_first_kept = m_latest = nullptr;
   if (m_db != nullptr) sqlite3_close(m_db);
   m_db = nullptr;
@@ -221,6 +221,10 @@ bool ConfigStore::OpenLocked(const std::string& path) {
   }
   if (fresh) DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_NOTICE, "Created configuration database %s", path.c_str());
 
+  // Prepared once: compiling BEGIN and COMMIT on every write costs as much as
+  // the write itself.
+  m_begin = Prepare("BEGIN IMMEDIATE");
+  m_commit = Prepare("COMMIT");
   m_get = Prepare("SELECT value FROM params WHERE path = ?1");
   m_upsert = Prepare(
       "INSERT INTO params(path, value) VALUES(?1, ?2) "
@@ -236,7 +240,7 @@ bool ConfigStore::OpenLocked(const std::string& path) {
   m_read_journal = Prepare("SELECT seq, path FROM changes WHERE seq > ?1 ORDER BY seq LIMIT ?2");
   m_first_kept = Prepare("SELECT min(seq) FROM changes");
   m_latest = Prepare("SELECT max(seq) FROM changes");
-  for (sqlite3_stmt* stmt : {m_get, m_upsert, m_journal, m_prune, m_next, m_next_unbounded,
+  for (sqlite3_stmt* stmt : {m_begin, m_commit, m_get, m_upsert, m_journal, m_prune, m_next, m_next_unbounded,
                              m_read_journal, m_first_kept, m_latest}) {
     if (stmt == nullptr) return false;
   }
@@ -268,8 +272,12 @@ int ConfigStore::Get(const std::string& path, std::string* value) {
 int ConfigStore::Set(const std::string& path, const std::string& value) {
   std::lock_guard<std::mutex> lock(m_mutex);
   if (!EnsureOpenLocked()) return VM_CFG_ERROR;
-  int rc = sqlite3_exec(m_db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
-  if (rc == SQLITE_OK) {
+  int rc;
+  {
+    StatementScope begin(m_begin);
+    rc = sqlite3_step(m_begin);
+  }
+  if (rc == SQLITE_DONE) {
     StatementScope upsert(m_upsert);
     BindText(m_upsert, 1, path);
     BindText(m_upsert, 2, value);
@@ -289,8 +297,11 @@ int ConfigStore::Set(const std::string& path, const std::string& value) {
       rc = sqlite3_step(m_prune);
     }
   }
-  if (rc == SQLITE_DONE) rc = sqlite3_exec(m_db, "COMMIT", nullptr, nullptr, nullptr);
-  if (rc == SQLITE_OK) return VM_CFG_OK;
+  if (rc == SQLITE_DONE) {
+    StatementScope commit(m_commit);
+    rc = sqlite3_step(m_commit);
+  }
+  if (rc == SQLITE_DONE) return VM_CFG_OK;
   DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Cannot write %s: %s", path.c_str(), sqlite3_errmsg(m_db));
   if (!sqlite3_get_autocommit(m_db)) sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
   ResetOnFailure(rc);

@@ -63,6 +63,8 @@ class ConfigStore {
   sqlite3* m_db = nullptr;
   pid_t m_pid = 0;
   std::string m_path;  // empty: decided by the environment at open
+  sqlite3_stmt* m_begin = nullptr;
+  sqlite3_stmt* m_commit = nullptr;
   sqlite3_stmt* m_get = nullptr;
   sqlite3_stmt* m_upsert = nullptr;
   sqlite3_stmt* m_journal = nullptr;

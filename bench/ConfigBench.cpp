@@ -1,0 +1,186 @@
+// Configuration database cost per call, beside raw SQLite on the same file
+// with the same settings, and the latency from a write in one process to the
+// change callback in another.
+#include <benchmark/benchmark.h>
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "platform/ConfigManager.h"
+#include "platform/vmCfg.h"
+
+namespace {
+
+std::string g_db_path;
+
+std::map<std::string, double>& NanosPerCall() {
+  static std::map<std::string, double> nanos;
+  return nanos;
+}
+
+// The baseline: one connection with the store's own settings.
+sqlite3* OpenRaw() {
+  sqlite3* db = nullptr;
+  sqlite3_open(g_db_path.c_str(), &db);
+  sqlite3_busy_timeout(db, 5000);
+  sqlite3_exec(db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;", nullptr, nullptr, nullptr);
+  return db;
+}
+
+void BM_ConfigSet(benchmark::State& state) {
+  int i = 0;
+  for (auto _ : state) {
+    const std::string value = std::to_string(i++ % 1000);
+    benchmark::DoNotOptimize(vmCfgSetParam("bench/key", value.c_str()));
+  }
+}
+
+void BM_RawSqliteUpsert(benchmark::State& state) {
+  sqlite3* db = OpenRaw();
+  sqlite3_stmt* stmt = nullptr;
+  sqlite3_prepare_v2(db,
+                     "INSERT INTO params(path, value) VALUES('bench/raw', ?1) "
+                     "ON CONFLICT(path) DO UPDATE SET value = excluded.value",
+                     -1, &stmt, nullptr);
+  int i = 0;
+  for (auto _ : state) {
+    const std::string value = std::to_string(i++ % 1000);
+    sqlite3_bind_text(stmt, 1, value.c_str(), -1, SQLITE_TRANSIENT);
+    benchmark::DoNotOptimize(sqlite3_step(stmt));
+    sqlite3_reset(stmt);
+  }
+  sqlite3_finalize(stmt);
+  sqlite3_close(db);
+}
+
+void BM_ConfigGet(benchmark::State& state) {
+  vmCfgSetParam("bench/key", "a value of ordinary length");
+  char value[256];
+  for (auto _ : state) benchmark::DoNotOptimize(vmCfgGetParam("bench/key", value, sizeof value));
+}
+
+void BM_RawSqliteSelect(benchmark::State& state) {
+  sqlite3* db = OpenRaw();
+  sqlite3_exec(db, "INSERT OR REPLACE INTO params VALUES('bench/raw', 'a value of ordinary length')", nullptr,
+               nullptr, nullptr);
+  sqlite3_stmt* stmt = nullptr;
+  sqlite3_prepare_v2(db, "SELECT value FROM params WHERE path = ?1", -1, &stmt, nullptr);
+  char value[256];
+  for (auto _ : state) {
+    sqlite3_bind_text(stmt, 1, "bench/raw", -1, SQLITE_STATIC);
+    if (sqlite3_step(stmt) == SQLITE_ROW) {
+      std::snprintf(value, sizeof value, "%s", reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0)));
+    }
+    benchmark::DoNotOptimize(value);
+    sqlite3_reset(stmt);
+  }
+  sqlite3_finalize(stmt);
+  sqlite3_close(db);
+}
+
+BENCHMARK(BM_ConfigSet);
+BENCHMARK(BM_RawSqliteUpsert);
+BENCHMARK(BM_ConfigGet);
+BENCHMARK(BM_RawSqliteSelect);
+
+class TimeReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs) NanosPerCall()[run.benchmark_name()] = run.GetAdjustedRealTime();
+  }
+};
+
+int64_t NowNanos() {
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(
+             std::chrono::steady_clock::now().time_since_epoch())
+      .count();
+}
+
+int g_report_fd = -1;
+
+// In the listening process: the value written is the writer's clock.
+int ReportLatency(char** paths, int count) {
+  char value[32];
+  for (int i = 0; i < count; ++i) {
+    if (vmCfgGetParam(paths[i], value, sizeof value) != VM_CFG_OK) continue;
+    const int64_t latency = NowNanos() - std::atoll(value);
+    if (write(g_report_fd, &latency, sizeof latency) < 0) _exit(1);
+  }
+  return 0;
+}
+
+void MeasureCrossProcessLatency(int samples) {
+  int fds[2];
+  int ready[2];
+  if (pipe(fds) != 0 || pipe(ready) != 0) return;
+  const pid_t listener = fork();
+  if (listener == 0) {
+    close(fds[0]);
+    close(ready[0]);
+    g_report_fd = fds[1];
+    ConfigManager* manager = ConfigManager::Instance();
+    manager->registerMultiConfigPathsChangeCallback({"bench/latency"}, ReportLatency);
+    manager->startDeliveryThread();
+    const char go = 1;
+    if (write(ready[1], &go, 1) != 1) _exit(1);
+    pause();  // killed by the parent
+    _exit(0);
+  }
+  close(fds[1]);
+  close(ready[1]);
+  char go = 0;
+  if (read(ready[0], &go, 1) != 1) return;
+  std::vector<double> micros;
+  for (int i = 0; i < samples; ++i) {
+    vmCfgSetParam("bench/latency", std::to_string(NowNanos()).c_str());
+    int64_t latency = 0;
+    if (read(fds[0], &latency, sizeof latency) != static_cast<ssize_t>(sizeof latency)) break;
+    micros.push_back(static_cast<double>(latency) / 1000.0);
+    usleep(2000);
+  }
+  kill(listener, SIGKILL);
+  waitpid(listener, nullptr, 0);
+  if (micros.empty()) return;
+  std::sort(micros.begin(), micros.end());
+  const double median = micros[micros.size() / 2];
+  const double p99 = micros[std::min(micros.size() - 1, micros.size() * 99 / 100)];
+  std::printf("write -> callback in another process: median %.0f us, p99 %.0f us (%zu samples; target median <= 2000, p99 <= 10000)\n",
+              median, p99, micros.size());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  char directory[] = "/tmp/devmgmt-bench-XXXXXX";
+  if (mkdtemp(directory) == nullptr) return 1;
+  g_db_path = std::string(directory) + "/config.db";
+  setenv("VM_CFG_DB", g_db_path.c_str(), 1);
+  char probe[8];
+  vmCfgGetParam("device/name", probe, sizeof probe);  // creates the database before the baselines use it
+
+  benchmark::Initialize(&argc, argv);
+  TimeReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  benchmark::Shutdown();
+  const auto ratio = [](const char* ours, const char* raw) {
+    const double a = NanosPerCall()[ours];
+    const double b = NanosPerCall()[raw];
+    if (a > 0 && b > 0) std::printf("%s: %.0f ns, %s: %.0f ns, ratio %.2f (target <= 1.2)\n", ours, a, raw, b, a / b);
+  };
+  ratio("BM_ConfigSet", "BM_RawSqliteUpsert");
+  ratio("BM_ConfigGet", "BM_RawSqliteSelect");
+  MeasureCrossProcessLatency(300);
+  std::error_code ignored;
+  std::filesystem::remove_all(directory, ignored);
+  return 0;
+}
