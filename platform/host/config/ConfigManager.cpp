@@ -5,7 +5,9 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <unordered_set>
 
@@ -150,8 +152,11 @@ int ConfigManager::waitForChange(int timeout_ms) {
   if (!PrepareWatch()) return -1;
   struct pollfd fds[2] = {{m_inotify, POLLIN, 0}, {m_wake, POLLIN, 0}};
   const int count = m_wake >= 0 ? 2 : 1;
+  // Events on other files of the directory do not end the wait, nor extend it.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
   for (;;) {
-    const int ready = poll(fds, count, timeout_ms);
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    const int ready = poll(fds, count, timeout_ms < 0 ? -1 : static_cast<int>(std::max<int64_t>(0, left.count())));
     if (ready < 0) return errno == EINTR ? 0 : -1;
     if (ready == 0) return 0;
     if (count == 2 && (fds[1].revents & POLLIN)) return 0;
