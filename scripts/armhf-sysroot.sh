@@ -4,7 +4,7 @@
 # Usage: scripts/armhf-sysroot.sh [BUILD_DIR]     (default: build/armhf)
 # Result: BUILD_DIR/sysroot with the armhf OpenSSL 3, SQLite and
 # GoogleTest/GoogleMock packages unpacked, plus links to the host's
-# header-only Boost and RapidJSON.
+# header-only Boost, RapidJSON and CLI11.
 #
 # The system's dpkg architectures are left alone on purpose: adding armhf
 # makes multiarch -dev packages clash and breaks apt for everything else.
@@ -41,7 +41,8 @@ sysroot_complete() {
     "usr/lib/${MULTIARCH}/libgtest.a" \
     "usr/lib/${MULTIARCH}/libgmock.a" \
     "usr/include/boost/version.hpp" \
-    "usr/include/rapidjson/document.h"; do
+    "usr/include/rapidjson/document.h" \
+    "usr/include/CLI/CLI.hpp"; do
     [[ -e "${sysroot}/${f}" ]] || return 1
   done
 }
@@ -52,9 +53,9 @@ if sysroot_complete; then
 fi
 
 # Header-only libraries come from the host (same headers on every arch).
-for d in /usr/include/boost /usr/include/rapidjson; do
+for d in /usr/include/boost /usr/include/rapidjson /usr/include/CLI; do
   if [[ ! -d "${d}" ]]; then
-    echo "error: ${d} missing; install libboost-dev rapidjson-dev on the host" >&2
+    echo "error: ${d} missing; install libboost-dev rapidjson-dev libcli11-dev on the host" >&2
     exit 1
   fi
 done
@@ -118,6 +119,7 @@ done < <(find "${tmp_root}" -type l -print0)
 
 ln -sfn /usr/include/boost "${tmp_root}/usr/include/boost"
 ln -sfn /usr/include/rapidjson "${tmp_root}/usr/include/rapidjson"
+ln -sfn /usr/include/CLI "${tmp_root}/usr/include/CLI"
 
 # The host's RapidJSONConfig.cmake hard-codes -I/usr/include, which would put
 # the host libc headers ahead of the cross ones; offer a sysroot-local one.

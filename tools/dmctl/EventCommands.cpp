@@ -1,0 +1,145 @@
+// dmctl send / listen: management and sign-in events over the IPC queues.
+#include <openssl/crypto.h>
+#include <signal.h>
+
+#include <atomic>
+#include <string>
+
+#include "events/SingletonHolder.h"
+#include "events/auth/uAuthEventFactory.h"
+#include "events/uDeviceManagementAgent.h"
+#include "events/uDeviceManagementEventFactory.h"
+#include "platform/uIPCReceiver.h"
+#include "platform/uIPCSender.h"
+#include "platform/uJson.h"
+#include "tools/dmctl/Cli.h"
+#include "tools/dmctl/Output.h"
+
+namespace dmctl {
+namespace {
+
+constexpr int kDeviceManagementFamily = 413;
+constexpr int kAuthFamily = 264;
+
+std::atomic<bool> g_interrupted{false};
+
+void OnInterrupt(int) { g_interrupted = true; }
+
+// The payload record as JSON, or "" for an event without one.
+std::string PayloadJson(uEvent& event) {
+  ISerializable* data = event.getEventData();
+  std::string text;
+  if (data != nullptr && uJson::Serializer::Serialize(*data, text) != 0) text.clear();
+  return text;
+}
+
+// The event a message carries, rebuilt by its family's factory.
+boost::shared_ptr<uEvent> Rebuild(const message_extra_t& message, unsigned length) {
+  if (message.family == kDeviceManagementFamily) {
+    return uDeviceManagementEventFactory::GetInstance()->CreateEventFromMessage(message, length);
+  }
+  if (message.family == kAuthFamily) {
+    return uAuthEventFactory::GetInstance()->CreateEventFromMessage(message, length);
+  }
+  return boost::shared_ptr<uEvent>();
+}
+
+void Send(uEvent& event, vm_mq_id queue) {
+  if (SingletonHolder<uIPCSender, uIPCSender>::Instance()->SendEvent(event, queue) != 0) {
+    throw Failure("cannot send to queue " + std::to_string(queue) + " (is anything listening? see the log)");
+  }
+}
+
+}  // namespace
+
+void AddEventCommands(CLI::App& app, Context& context) {
+  CLI::App* send = app.add_subcommand("send", "Send a device-management message");
+  send->require_subcommand(1);
+  static int queue = VM_MQ_ID_EMSC;
+  send->add_option("--queue", queue, "Queue id (default 15, the management client)")->capture_default_str();
+
+  static int status = 0;
+  CLI::App* ipp = send->add_subcommand("ipp-status", "Send a SendIppStatusEv holding a status value");
+  ipp->add_option("status", status, "Status value")->required();
+  ipp->callback([] {
+    SendIppStatusEv event;
+    event.m_data.m_status.SetValue(status);
+    Send(event, queue);
+  });
+
+  static int type = 0;
+  static std::string hex;
+  CLI::App* raw = send->add_subcommand(
+      "raw", "Send family 413, TYPE and a payload given in hex (a payload whose first byte is zero is left out)");
+  raw->add_option("type", type, "Event type number")->required();
+  raw->add_option("hex", hex, "Payload bytes in hex, e.g. 0a1b or 0a:1b");
+  raw->callback([] {
+    message_extra_t message{};
+    message.family = kDeviceManagementFamily;
+    message.eventType = type;
+    unsigned length = VM_MSG_HEADER_SIZE;
+    if (!hex.empty()) {
+      long size = 0;
+      unsigned char* bytes = OPENSSL_hexstr2buf(hex.c_str(), &size);
+      if (bytes == nullptr) throw Failure("payload is not hex: " + hex);
+      const bool fits = size <= static_cast<long>(VM_MSG_PAYLOAD_SIZE);
+      if (fits && bytes[0] != 0) {
+        std::copy(bytes, bytes + size, message.data);
+        length += static_cast<unsigned>(size);
+      }
+      OPENSSL_free(bytes);
+      if (!fits) throw Failure("payload longer than " + std::to_string(VM_MSG_PAYLOAD_SIZE) + " bytes");
+    }
+    if (SingletonHolder<uIPCSender, uIPCSender>::Instance()->SendMessage(message, length, queue) != 0) {
+      throw Failure("cannot send to queue " + std::to_string(queue) + " (is anything listening? see the log)");
+    }
+  });
+
+  static int listen_queue = VM_MQ_ID_EMSC;
+  static int count = 0;
+  static int idle_ms = -1;
+  CLI::App* listen = app.add_subcommand(
+      "listen", "Print every event arriving on a queue (both families) until interrupted");
+  listen->add_option("queue", listen_queue, "Queue id (default 15)")->capture_default_str();
+  listen->add_option("--count", count, "Stop after this many messages");
+  listen->add_option("--timeout", idle_ms, "Stop after this many milliseconds without a message");
+  listen->callback([&context] {
+    uIPCReceiver receiver(listen_queue);
+    if (!receiver.IsOpen()) throw Failure("cannot open queue " + std::to_string(listen_queue) + " (see the log)");
+    signal(SIGINT, OnInterrupt);
+    signal(SIGTERM, OnInterrupt);
+    Table events({"queue", "family", "type", "event", "bytes", "payload"});
+    events.SetJsonColumn("payload");
+    if (!context.json) std::printf("listening on %s\n", receiver.Name().c_str());
+    std::fflush(stdout);
+    int received = 0;
+    int waited = 0;
+    message_extra_t message;
+    while (!g_interrupted && (count <= 0 || received < count)) {
+      // Short waits, so that an interrupt or the idle limit is noticed soon.
+      const int length = receiver.Receive(message, 200);
+      if (length < 0) {
+        waited += 200;
+        if (idle_ms >= 0 && waited >= idle_ms) break;
+        continue;
+      }
+      waited = 0;
+      ++received;
+      boost::shared_ptr<uEvent> event = Rebuild(message, static_cast<unsigned>(length));
+      events.AddRow({std::to_string(listen_queue), std::to_string(message.family), std::to_string(message.eventType),
+                     event ? event->GetStr() : "(not rebuilt)", std::to_string(length),
+                     event ? PayloadJson(*event) : ""});
+      if (context.json) {
+        events.PrintRowAsJsonLine(events.size() - 1);
+      } else {
+        const std::string payload = event ? PayloadJson(*event) : "";
+        std::printf("family %d type %d %s (%d bytes)%s%s\n", message.family, message.eventType,
+                    event ? event->GetStr() : "(not rebuilt)", length, payload.empty() ? "" : " ",
+                    payload.c_str());
+        std::fflush(stdout);
+      }
+    }
+  });
+}
+
+}  // namespace dmctl
