@@ -26,12 +26,6 @@ class EMSFsUtilityTest : public ::testing::Test {
   TempDatabase m_db;
 };
 
-TEST_F(EMSFsUtilityTest, Constants) {
-  EXPECT_EQ("{mac}", EMSFsUtility::MAC_STR);
-  EXPECT_EQ("http", EMSFsUtility::URL_PREFIX);
-  EXPECT_EQ("/data/Download/tmp/", EMSFsUtility::TMP_PUBLIC_DIR);
-}
-
 TEST_F(EMSFsUtilityTest, RelativeUrlsJoinTheBaseWithOneSlash) {
   EXPECT_EQ("https://ems.example.com/00:11:22:aa:bb:cc/logs", Full("/{mac}/logs"));
   EXPECT_EQ("https://ems.example.com/logs", Full("logs"));

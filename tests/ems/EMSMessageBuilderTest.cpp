@@ -148,12 +148,6 @@ TEST_F(EMSMessageBuilderTest, RegistrationConferenceAndNumberFields) {
   }
   EXPECT_EQ("-12", Field(report, "unreceived_request"));
   EXPECT_EQ("unknown", Field(report, "ApplicationServer"));
-
-  const char* expected[] = {"Generic", "Asterisk", "BSFT", "Coral", "MetaSwitch", "FreeSwitch", "SfB",
-                            "Genband", "3CX", "unknown"};
-  for (int type = -1; type <= 9; ++type) {
-    EXPECT_STREQ(type < 0 ? "unknown" : expected[type], EMSMessageBuilderSfb::ApplicationServerName(type));
-  }
 }
 
 TEST_F(EMSMessageBuilderTest, PairingStatusAndVersion) {
