@@ -3,8 +3,16 @@
 //
 // Instance() takes no lock: two threads racing on the first call may each
 // create an instance, and the later store wins (the other is released).
+// An abstract T cannot be made on first use: its holder must be given an
+// instance (m_Instance) by an initialisation call, and asking before that is
+// a programming error that stops the process, in release builds too, with
+// "Assertion `m_Instance' failed" and the holder's type in the message.
 #ifndef DEVMGMT_EVENTS_SINGLETONHOLDER_H_
 #define DEVMGMT_EVENTS_SINGLETONHOLDER_H_
+
+#include <cstdio>
+#include <cstdlib>
+#include <type_traits>
 
 #include <boost/make_shared.hpp>
 #include <boost/shared_ptr.hpp>
@@ -22,7 +30,14 @@ template <class T, class Base>
 class DM_EXPORT SingletonHolder {
  public:
   static Base* Instance() {
-    if (!m_Instance) m_Instance = boost::make_shared<MakeSharedEnabler<T>>();
+    if constexpr (std::is_abstract<T>::value) {
+      if (!m_Instance) {
+        std::fprintf(stderr, "%s: Assertion `m_Instance' failed.\n", __PRETTY_FUNCTION__);
+        std::abort();
+      }
+    } else {
+      if (!m_Instance) m_Instance = boost::make_shared<MakeSharedEnabler<T>>();
+    }
     return m_Instance.get();
   }
 
