@@ -73,8 +73,9 @@ DM_EXPORT int vmCfgGetParam(const char* path, char* value, unsigned size);
 //   vmCfgIter* it = vmCfgIterStartPath("personal_settings/");
 //   for (const char* p = vmCfgIterGetData(it); p; vmCfgIterNext(it), p = vmCfgIterGetData(it)) ...
 //   vmCfgIterEnd(it);
-// Paths are given as stored, without a leading '/'. Entries written during
-// the walk are seen when they sort after the current one.
+// Paths are given as stored, without a leading '/'. The walk reads ahead 32
+// entries at a time: an entry written during the walk is seen when it sorts
+// after the entries already read ahead.
 typedef struct vmCfgIter vmCfgIter;
 DM_EXPORT vmCfgIter* vmCfgIterStartPath(const char* prefix);  // null on failure
 DM_EXPORT const char* vmCfgIterGetData(vmCfgIter* iter);  // current path; null at the end

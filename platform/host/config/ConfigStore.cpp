@@ -233,10 +233,10 @@ bool ConfigStore::OpenLocked(const std::string& path) {
   m_prune = Prepare("DELETE FROM changes WHERE seq <= ?1");
   m_next = Prepare(
       "SELECT path, value FROM params WHERE path >= ?1 AND path < ?2 AND (path > ?3 OR (?4 AND path = ?3)) "
-      "ORDER BY path LIMIT 1");
+      "ORDER BY path LIMIT ?5");
   m_next_unbounded = Prepare(
       "SELECT path, value FROM params WHERE path >= ?1 AND (path > ?3 OR (?4 AND path = ?3)) "
-      "ORDER BY path LIMIT 1");
+      "ORDER BY path LIMIT ?5");
   m_read_journal = Prepare("SELECT seq, path FROM changes WHERE seq > ?1 ORDER BY seq LIMIT ?2");
   m_first_kept = Prepare("SELECT min(seq) FROM changes");
   m_latest = Prepare("SELECT max(seq) FROM changes");
@@ -308,8 +308,8 @@ int ConfigStore::Set(const std::string& path, const std::string& value) {
   return VM_CFG_ERROR;
 }
 
-int ConfigStore::Next(const std::string& prefix, const std::string& after, bool inclusive,
-                      std::string* path, std::string* value) {
+int ConfigStore::Next(const std::string& prefix, const std::string& after, bool inclusive, size_t limit,
+                      std::vector<std::pair<std::string, std::string>>* entries) {
   std::lock_guard<std::mutex> lock(m_mutex);
   if (!EnsureOpenLocked()) return VM_CFG_ERROR;
   const std::string end = PrefixEnd(prefix);
@@ -319,13 +319,11 @@ int ConfigStore::Next(const std::string& prefix, const std::string& after, bool 
   if (!end.empty()) BindText(stmt, 2, end);
   BindText(stmt, 3, after);
   sqlite3_bind_int(stmt, 4, inclusive ? 1 : 0);
-  const int rc = sqlite3_step(stmt);
-  if (rc == SQLITE_ROW) {
-    *path = ColumnText(stmt, 0);
-    *value = ColumnText(stmt, 1);
-    return VM_CFG_OK;
-  }
-  if (rc == SQLITE_DONE) return VM_CFG_NOT_FOUND;
+  sqlite3_bind_int64(stmt, 5, static_cast<sqlite3_int64>(limit));
+  const size_t before = entries->size();
+  int rc;
+  while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) entries->emplace_back(ColumnText(stmt, 0), ColumnText(stmt, 1));
+  if (rc == SQLITE_DONE) return entries->size() > before ? VM_CFG_OK : VM_CFG_NOT_FOUND;
   DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Cannot iterate %s: %s", prefix.c_str(), sqlite3_errmsg(m_db));
   ResetOnFailure(rc);
   return VM_CFG_ERROR;

@@ -32,10 +32,11 @@ class ConfigStore {
   // VM_CFG_OK with the value, VM_CFG_NOT_FOUND when no row, VM_CFG_ERROR.
   int Get(const std::string& path, std::string* value);
   int Set(const std::string& path, const std::string& value);
-  // The first stored entry under `prefix` whose path sorts after `after`
-  // (or at it when `inclusive`); VM_CFG_NOT_FOUND at the end.
-  int Next(const std::string& prefix, const std::string& after, bool inclusive, std::string* path,
-           std::string* value);
+  // Up to `limit` stored entries under `prefix` whose paths sort after
+  // `after` (or at it when `inclusive`), in path order, appended to
+  // `entries`; VM_CFG_NOT_FOUND when there is none.
+  int Next(const std::string& prefix, const std::string& after, bool inclusive, size_t limit,
+           std::vector<std::pair<std::string, std::string>>* entries);
 
   // Journal entries after `after_seq`, oldest first, at most `limit`.
   // `first_kept` receives the oldest sequence number still in the journal

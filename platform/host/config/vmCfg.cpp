@@ -5,6 +5,8 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/host/config/ConfigAccess.h"
 #include "platform/host/config/ConfigStore.h"
@@ -171,11 +173,24 @@ int GetNumber(const char* path) {
 
 }  // namespace dmcfg
 
+// A walk reads ahead a batch of entries per statement: each statement is a
+// read transaction of its own, which costs more than the rows it returns.
 struct vmCfgIter {
+  static constexpr size_t kBatch = 32;
   std::string prefix;
-  std::string path;
-  std::string value;
-  bool valid = false;
+  std::vector<std::pair<std::string, std::string>> batch;
+  size_t position = 0;
+  bool exhausted = false;  // the store has nothing after the batch
+
+  bool valid() const { return position < batch.size(); }
+  // Replaces the batch with the entries after `after`; VM_CFG_* result.
+  int Fill(const std::string& after, bool inclusive) {
+    batch.clear();
+    position = 0;
+    const int rc = dmcfg::ConfigStore::Instance().Next(prefix, after, inclusive, kBatch, &batch);
+    exhausted = rc != VM_CFG_OK || batch.size() < kBatch;
+    return rc;
+  }
 };
 
 extern "C" {
@@ -209,31 +224,31 @@ vmCfgIter* vmCfgIterStartPath(const char* prefix) {
   std::unique_ptr<vmCfgIter> iter(new vmCfgIter());
   if (prefix != nullptr && *prefix == '/') ++prefix;
   iter->prefix = prefix ? prefix : "";
-  const int rc = dmcfg::ConfigStore::Instance().Next(iter->prefix, iter->prefix, true, &iter->path, &iter->value);
-  if (rc == VM_CFG_ERROR) return nullptr;
-  iter->valid = rc == VM_CFG_OK;
+  if (iter->Fill(iter->prefix, true) == VM_CFG_ERROR) return nullptr;
   return iter.release();
 }
 
 const char* vmCfgIterGetData(vmCfgIter* iter) {
-  return (iter != nullptr && iter->valid) ? iter->path.c_str() : nullptr;
+  return (iter != nullptr && iter->valid()) ? iter->batch[iter->position].first.c_str() : nullptr;
 }
 
 int vmCfgIterGetValue(vmCfgIter* iter, char* value, unsigned size) {
   if (iter == nullptr || value == nullptr || size == 0) return VM_CFG_BAD_ARG;
   value[0] = '\0';
-  if (!iter->valid) return VM_CFG_NOT_FOUND;
-  return dmcfg::CopyOut(iter->path, iter->value, value, size);
+  if (!iter->valid()) return VM_CFG_NOT_FOUND;
+  const auto& entry = iter->batch[iter->position];
+  return dmcfg::CopyOut(entry.first, entry.second, value, size);
 }
 
 int vmCfgIterNext(vmCfgIter* iter) {
   if (iter == nullptr) return VM_CFG_BAD_ARG;
-  if (!iter->valid) return 1;
-  const std::string current = iter->path;
-  const int rc = dmcfg::ConfigStore::Instance().Next(iter->prefix, current, false, &iter->path, &iter->value);
-  iter->valid = rc == VM_CFG_OK;
+  if (!iter->valid()) return 1;
+  if (++iter->position < iter->batch.size()) return 0;
+  if (iter->exhausted) return 1;
+  const std::string last = iter->batch.back().first;
+  const int rc = iter->Fill(last, false);
   if (rc == VM_CFG_ERROR) return VM_CFG_ERROR;
-  return iter->valid ? 0 : 1;
+  return iter->valid() ? 0 : 1;
 }
 
 void vmCfgIterEnd(vmCfgIter* iter) { delete iter; }

@@ -191,12 +191,28 @@ TEST_F(ConfigDatabase, IterationWalksAPrefixInPathOrder) {
     EXPECT_STREQ(path, value);
     seen.push_back(path);
     if (seen.size() == 1) {
-      ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("keys/a/3", "keys/a/3"));  // sorts later
+      ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("keys/c", "keys/c"));  // after the read-ahead: not seen
     }
   }
   EXPECT_EQ(1, vmCfgIterNext(it));
   vmCfgIterEnd(it);
-  EXPECT_EQ((std::vector<std::string>{"keys/a/10", "keys/a/2", "keys/a/3", "keys/b"}), seen);
+  EXPECT_EQ((std::vector<std::string>{"keys/a/10", "keys/a/2", "keys/b"}), seen);
+
+  // Walks longer than one read-ahead batch see every entry once, in order.
+  for (int i = 0; i < 100; ++i) {
+    char path[32];
+    std::snprintf(path, sizeof path, "many/%03d", i);
+    ASSERT_EQ(VM_CFG_OK, vmCfgSetParam(path, "v"));
+  }
+  int count = 0;
+  it = vmCfgIterStartPath("many/");
+  for (const char* path = vmCfgIterGetData(it); path != nullptr; vmCfgIterNext(it), path = vmCfgIterGetData(it)) {
+    char expected[32];
+    std::snprintf(expected, sizeof expected, "many/%03d", count++);
+    EXPECT_STREQ(expected, path);
+  }
+  vmCfgIterEnd(it);
+  EXPECT_EQ(100, count);
 
   it = vmCfgIterStartPath("nothing/here/");
   ASSERT_NE(nullptr, it);
