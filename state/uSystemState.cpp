@@ -1,8 +1,5 @@
 #include "state/uSystemState.h"
 
-#include <boost/algorithm/string/classification.hpp>
-#include <boost/algorithm/string/split.hpp>
-
 #include <algorithm>
 #include <cstring>
 
@@ -116,11 +113,16 @@ std::vector<std::string> GetSystemStateOrderedList() {
   std::vector<std::string> paths;
   const char* order = g1015();
   if (order == nullptr) return paths;
-  std::vector<std::string> names;
+  // Split at single blanks; runs of blanks give empty pieces, which are
+  // dropped. (boost::split would do the same but exports boost's exception
+  // types from the library.)
   const std::string text(order);
-  boost::algorithm::split(names, text, boost::algorithm::is_any_of(" "));
-  for (const std::string& name : names) {
-    if (!name.empty()) paths.push_back("/status/system/state/" + name);
+  size_t start = 0;
+  while (start <= text.size()) {
+    size_t end = text.find(' ', start);
+    if (end == std::string::npos) end = text.size();
+    if (end > start) paths.push_back("/status/system/state/" + text.substr(start, end - start));
+    start = end + 1;
   }
   return paths;
 }
