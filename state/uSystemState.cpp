@@ -1,0 +1,235 @@
+#include "state/uSystemState.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/uJson.h"
+#include "platform/vmCfg.h"
+#include "platform/vmLog.h"
+
+#define STATE_LOG(level, ...) DM_LOG(VM_LOG_MODULE_ALERTS, level, __VA_ARGS__)
+
+namespace {
+
+// A stored record is read through a buffer of this size, so a record longer
+// than 255 characters can be written but not read back.
+constexpr unsigned kReadBufferSize = 256;
+constexpr size_t kJsonBufferSize = 2048;
+
+const char* const kSystemStatePaths[SYSTEM_STATE_PATH_COUNT] = {
+    "status/system/state/pairing/BLE_discovery",
+    "status/system/state/pairing/BLE_discovery_filter",
+    "status/system/state/pairing/BLE_advertise",
+    "status/system/state/pairing/network_discovery",
+    "status/system/state/configuration_update",
+    "status/system/state/firmware_update",
+    "status/system/state/apps_update",
+    "status/system/state/peripheral_devices_firmware_update",
+    "status/system/state/IEEE_802_1x",
+    "status/system/state/LLDP_CDP",
+    "status/system/state/redirect",
+    "status/system/state/network",
+    "status/system/state/switch_to_voice_vlan",
+    "status/system/state/connect_to_device_manager",
+    "status/system/state/DNS",
+    "status/system/state/NTP",
+    "status/system/state/DHCP_option",
+    "status/system/state/get_certificate_by_SCEP",
+    "status/system/state/get_certificate_by_HTTP",
+    "status/system/state/proxy_configuration",
+    "status/system/state/last",
+};
+
+void SetIfGiven(IStringElement& leaf, const char* text) {
+  if (text != nullptr) leaf.SetValue(std::string(text));
+}
+
+// The copy contract shared by the three buffer getters: at most `size`
+// characters, then a NUL at min(size, length), so the buffer holds size + 1.
+void CopyMember(const IStringElement& member, char* buffer, size_t size) {
+  const std::string& value = member.GetString();
+  const size_t count = std::min(size, value.size());
+  std::memcpy(buffer, value.data(), count);
+  buffer[count] = '\0';
+}
+
+}  // namespace
+
+SystemState::SystemState() {
+  AddChildToElementInConstructor(&m_status);
+  AddChildToElementInConstructor(&m_result);
+  AddChildToElementInConstructor(&m_wasSuccessful);
+  AddChildToElementInConstructor(&m_info);
+}
+
+SystemState::~SystemState() = default;
+
+void SystemState::Update(const char* status, const char* result, const char* info) {
+  SetIfGiven(m_status, status);
+  SetIfGiven(m_result, result);
+  SetIfGiven(m_info, info);
+}
+
+void BuildSystemStateStruct(SystemState& record, const char* status, const char* result, const char* info) {
+  record.Update(status, result, info);
+}
+
+std::string SerializeSystemState(SystemState& record) {
+  char json[kJsonBufferSize];
+  if (uJson::Serializer::Serialize(record, json, sizeof json) != 0) {
+    STATE_LOG(LOG_ERR, "jsonSerializer.Serialize failed!");
+    return std::string();
+  }
+  return std::string(json);
+}
+
+int DeSerializeSystemState(const char* json, SystemState& record) {
+  const size_t length = json != nullptr ? std::strlen(json) : 0;
+  if (json == nullptr || uJson::DeSerializer::DeSerialize(record, json, length) == 0) {
+    STATE_LOG(LOG_ERR, "jsonDeSerializer.DeSerialize failed!");
+    return -1;
+  }
+  return 0;
+}
+
+int GetStatusSystemStateFromBuf(const char* json, SystemState& record) {
+  if (json == nullptr) {
+    STATE_LOG(LOG_ERR, "Json Buf is NULL!");
+    return -1;
+  }
+  return DeSerializeSystemState(json, record);
+}
+
+const char* GetStatusSystemStatePath(int index) {
+  // Compared unsigned, so negative indices are out of range too.
+  if (static_cast<unsigned>(index) >= SYSTEM_STATE_PATH_COUNT) {
+    STATE_LOG(LOG_ERR, "tried to get invalid path %d!", index);
+    return nullptr;
+  }
+  return kSystemStatePaths[index];
+}
+
+std::vector<std::string> GetSystemStateOrderedList() {
+  std::vector<std::string> paths;
+  const char* order = g1015();
+  if (order == nullptr) return paths;
+  // Split at single blanks; runs of blanks give empty pieces, which are
+  // dropped. (boost::split would do the same but exports boost's exception
+  // types from the library.)
+  const std::string text(order);
+  size_t start = 0;
+  while (start <= text.size()) {
+    size_t end = text.find(' ', start);
+    if (end == std::string::npos) end = text.size();
+    if (end > start) paths.push_back("/status/system/state/" + text.substr(start, end - start));
+    start = end + 1;
+  }
+  return paths;
+}
+
+int GetStatusSystemState(const char* path, SystemState& record) {
+  char json[kReadBufferSize] = {0};
+  // The buffer is deserialised whatever the read's result: an absent value
+  // leaves it empty, and empty text is not a record.
+  vmCfgGetParam(path, json, sizeof json);
+  return DeSerializeSystemState(json, record);
+}
+
+std::string GetStatusSystemStateStatus(const char* path) {
+  SystemState record;
+  return GetStatusSystemState(path, record) == 0 ? record.m_status.GetString() : std::string();
+}
+
+std::string GetStatusSystemStateResult(const char* path) {
+  SystemState record;
+  return GetStatusSystemState(path, record) == 0 ? record.m_result.GetString() : std::string();
+}
+
+std::string GetStatusSystemStateInfo(const char* path) {
+  SystemState record;
+  return GetStatusSystemState(path, record) == 0 ? record.m_info.GetString() : std::string();
+}
+
+bool GetStatusSystemStateWasSuccessful(const char* path) {
+  SystemState record;
+  return GetStatusSystemState(path, record) == 0 && record.m_wasSuccessful.GetValue();
+}
+
+int GetStatusSystemStateStatus(const char* path, char* buffer, size_t size) {
+  if (path == nullptr || buffer == nullptr || size == 0) {
+    STATE_LOG(LOG_ERR, "param path or status value are null!");
+    return -1;
+  }
+  SystemState record;
+  if (GetStatusSystemState(path, record) != 0) {
+    STATE_LOG(LOG_ERR, "Failed to get %s value", path);
+    return -1;
+  }
+  CopyMember(record.m_status, buffer, size);
+  return 0;
+}
+
+int GetStatusSystemStateResult(const char* path, char* buffer, size_t size) {
+  if (path == nullptr || buffer == nullptr || size == 0) {
+    STATE_LOG(LOG_ERR, "param path or result are null!");
+    return -1;
+  }
+  SystemState record;
+  if (GetStatusSystemState(path, record) != 0) {
+    STATE_LOG(LOG_ERR, "Failed to get %s value", path);
+    return -1;
+  }
+  CopyMember(record.m_result, buffer, size);
+  return 0;
+}
+
+int GetStatusSystemStateInfo(const char* path, char* buffer, size_t size) {
+  if (path == nullptr || buffer == nullptr || size == 0) {
+    STATE_LOG(LOG_ERR, "param path or info are null!");
+    return -1;
+  }
+  SystemState record;
+  if (GetStatusSystemState(path, record) != 0) {
+    STATE_LOG(LOG_ERR, "Failed to get %s value", path);
+    return -1;
+  }
+  CopyMember(record.m_info, buffer, size);
+  return 0;
+}
+
+void SetWasSuccessfulValue(const char* path, SystemState& record) {
+  SystemState stored;
+  GetStatusSystemState(path, stored);  // a failed read leaves the flag false
+  if (stored.m_wasSuccessful.GetValue() || record.m_result.GetString() == "success") {
+    record.m_wasSuccessful.SetValue(true);
+    STATE_LOG(LOG_DEBUG, "set %s wasSuccessful = true", path ? path : "(null)");
+  }
+}
+
+int SetStatusSystemState(const char* path, SystemState& record) {
+  SetWasSuccessfulValue(path, record);
+  const std::string json = SerializeSystemState(record);
+  if (json.empty()) {
+    STATE_LOG(LOG_ERR, "Failed to set %s!", path ? path : "(null)");
+    return -1;
+  }
+  return vmCfgSetParam(path, json.c_str());
+}
+
+int SetStatusSystemStateValue(const char* path, const char* status, const char* result, const char* info) {
+  SystemState record;
+  BuildSystemStateStruct(record, status, result, info);
+  return SetStatusSystemState(path, record);
+}
+
+extern "C" int SetStatusSystemState(const char* path, const char* status, const char* result, const char* info) {
+  return SetStatusSystemStateValue(path, status, result, info);
+}
+
+int SetStatusSystemStateStatus(const char* path, const char* status) {
+  if (path == nullptr || status == nullptr) {
+    STATE_LOG(LOG_ERR, "param path or status value are null!");
+    return -1;
+  }
+  return SetStatusSystemStateValue(path, status, nullptr, nullptr);
+}

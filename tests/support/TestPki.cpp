@@ -1,0 +1,130 @@
+#include "support/TestPki.h"
+
+#include <openssl/bio.h>
+#include <openssl/pem.h>
+#include <openssl/x509v3.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+extern char** environ;
+
+namespace testpki {
+
+Key NewRsaKey(int bits) { return Key(EVP_RSA_gen(static_cast<unsigned>(bits))); }
+
+Key NewEcKey() { return Key(EVP_EC_gen("P-256")); }
+
+Cert MakeCert(EVP_PKEY* key, const CertSpec& spec) {
+  Cert cert(X509_new());
+  X509_set_version(cert.get(), 2);
+  ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), spec.serial);
+  X509_NAME* name = X509_get_subject_name(cert.get());
+  X509_NAME_add_entry_by_txt(name, "C", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("US"), -1, -1, 0);
+  X509_NAME_add_entry_by_txt(name, "O", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("Test Org"), -1, -1,
+                             0);
+  X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
+                             reinterpret_cast<const unsigned char*>(spec.common_name.c_str()), -1, -1, 0);
+  X509_set_issuer_name(cert.get(), spec.issuer ? X509_get_subject_name(spec.issuer) : name);
+  X509_gmtime_adj(X509_getm_notBefore(cert.get()), spec.not_before_offset);
+  if (spec.not_after != nullptr) {
+    ASN1_TIME_set_string_X509(X509_getm_notAfter(cert.get()), spec.not_after);
+  } else {
+    X509_gmtime_adj(X509_getm_notAfter(cert.get()), spec.not_after_offset);
+  }
+  X509_set_pubkey(cert.get(), key);
+  X509_sign(cert.get(), spec.issuer_key ? spec.issuer_key : key, EVP_sha256());
+  return cert;
+}
+
+namespace {
+
+template <typename Write>
+bool WriteWith(const std::string& path, Write write) {
+  BIO* out = BIO_new_file(path.c_str(), "wb");
+  if (out == nullptr) return false;
+  const bool ok = write(out) == 1;
+  BIO_free(out);
+  return ok;
+}
+
+}  // namespace
+
+bool WriteCertPem(const std::string& path, X509* cert) {
+  return WriteWith(path, [cert](BIO* out) { return PEM_write_bio_X509(out, cert); });
+}
+
+bool WriteCertDer(const std::string& path, X509* cert) {
+  return WriteWith(path, [cert](BIO* out) { return i2d_X509_bio(out, cert); });
+}
+
+bool WritePrivateKeyPem(const std::string& path, EVP_PKEY* key) {
+  return WriteWith(path, [key](BIO* out) {
+    return PEM_write_bio_PrivateKey(out, key, nullptr, nullptr, 0, nullptr, nullptr);
+  });
+}
+
+std::string PublicKeyPem(EVP_PKEY* key) {
+  BIO* out = BIO_new(BIO_s_mem());
+  PEM_write_bio_PUBKEY(out, key);
+  char* data = nullptr;
+  const long length = BIO_get_mem_data(out, &data);
+  std::string text(data, static_cast<size_t>(length));
+  BIO_free(out);
+  return text;
+}
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+bool WriteFile(const std::string& path, const std::string& bytes) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  return static_cast<bool>(out);
+}
+
+std::string OpensslProgram() {
+  const char* path = std::getenv("PATH");
+  std::stringstream dirs(path ? path : "/usr/bin:/bin");
+  std::string dir;
+  while (std::getline(dirs, dir, ':')) {
+    const std::string candidate = (dir.empty() ? "." : dir) + "/openssl";
+    if (access(candidate.c_str(), X_OK) == 0) return candidate;
+  }
+  return std::string();
+}
+
+bool RunProgram(const std::vector<std::string>& argv, std::string* out) {
+  std::vector<char*> args;
+  for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
+  args.push_back(nullptr);
+  int pipe_fds[2];
+  if (pipe(pipe_fds) != 0) return false;
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, pipe_fds[1], STDOUT_FILENO);
+  posix_spawn_file_actions_addclose(&actions, pipe_fds[0]);
+  pid_t pid = 0;
+  const int spawned = posix_spawn(&pid, args[0], &actions, nullptr, args.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  close(pipe_fds[1]);
+  std::string text;
+  char chunk[4096];
+  ssize_t got = 0;
+  while ((got = read(pipe_fds[0], chunk, sizeof chunk)) > 0) text.append(chunk, static_cast<size_t>(got));
+  close(pipe_fds[0]);
+  if (spawned != 0) return false;
+  int status = 0;
+  if (waitpid(pid, &status, 0) != pid) return false;
+  if (out != nullptr) *out = text;
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+}  // namespace testpki
