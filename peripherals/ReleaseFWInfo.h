@@ -1,0 +1,33 @@
+// One peripheral firmware package as its release file (".release.json")
+// describes it: the device it is for, its version and the firmware file name.
+#ifndef DEVMGMT_PERIPHERALS_RELEASEFWINFO_H_
+#define DEVMGMT_PERIPHERALS_RELEASEFWINFO_H_
+
+#include "platform/IElementSerializable.h"
+#include "platform/IStringElement.h"
+
+class DM_EXPORT ReleaseFWInfo : public IElementSerializable {
+ public:
+  class DM_EXPORT DeviceName : public IStringElement {
+   public:
+    const char* GetName() const override { return "device_name"; }
+  };
+  class DM_EXPORT FirmwareVersion : public IStringElement {
+   public:
+    const char* GetName() const override { return "firmware_version"; }
+  };
+  class DM_EXPORT FirmwareName : public IStringElement {
+   public:
+    const char* GetName() const override { return "firmware_name"; }
+  };
+
+  ReleaseFWInfo();
+  ~ReleaseFWInfo() override;
+  const char* GetName() const override { return "ReleaseFWInfo"; }
+
+  DeviceName m_deviceName;
+  FirmwareVersion m_firmwareVersion;
+  FirmwareName m_firmwareName;
+};
+
+#endif  // DEVMGMT_PERIPHERALS_RELEASEFWINFO_H_
