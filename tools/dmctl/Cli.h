@@ -24,6 +24,10 @@ class Failure : public std::runtime_error {
 // Each group adds its subcommands to the application.
 void AddConfigCommands(CLI::App& app, Context& context);
 void AddEventCommands(CLI::App& app, Context& context);
+void AddReportCommands(CLI::App& app, Context& context);
+void AddStateCommands(CLI::App& app, Context& context);
+void AddCertCommands(CLI::App& app, Context& context);
+void AddPeriphCommands(CLI::App& app, Context& context);
 
 }  // namespace dmctl
 

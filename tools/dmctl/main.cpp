@@ -24,6 +24,10 @@ int main(int argc, char** argv) {
   app.add_flag("-v,--verbose", verbose, "Print the library's log lines on stderr");
   dmctl::AddConfigCommands(app, context);
   dmctl::AddEventCommands(app, context);
+  dmctl::AddReportCommands(app, context);
+  dmctl::AddStateCommands(app, context);
+  dmctl::AddCertCommands(app, context);
+  dmctl::AddPeriphCommands(app, context);
 
   // Options are applied before any command touches the libraries.
   app.parse_complete_callback([&] {
