@@ -10,10 +10,11 @@
 
 #define UI_LOG(level, ...) DM_LOG(VM_LOG_MODULE_ALERTS, level, __VA_ARGS__)
 
-const char* const AlertUINotifier::kCardKey = "command/card";
-const char* const AlertUINotifier::kRemoteCardKey = "remote/console/command/card";
-
 namespace {
+
+// The key the user interface watches, and the remote console's copy of it.
+const char* const kCardKey = "command/card";
+const char* const kRemoteCardKey = "remote/console/command/card";
 
 void WriteCard(const char* key, const std::string& card) {
   const int rc = vmCfgSetParam(key, card.c_str());

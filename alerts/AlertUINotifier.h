@@ -42,9 +42,6 @@ class DM_EXPORT AlertUINotifier : public AlertObserver {
   // 0, or -1 when the text is not a card.
   int DeSerializerCard(const std::string& text, uHeroCard& card);
 
-  static const char* const kCardKey;
-  static const char* const kRemoteCardKey;
-
  private:
   AlertUINotifier() = default;
 };
