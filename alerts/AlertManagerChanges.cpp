@@ -195,7 +195,10 @@ int AlertManager::HandleAlertsConfigChange() {
     SystemAlert current;
     CopyAlertElementFromCfg(&current, i);
     if (!current.m_name.empty() && !current.m_sourceComponent.empty()) FindAndExecuteAlertCb(&current);
-    UpdateAlertElement(i);
+    // The copy becomes what was just reported, not a second read: a field
+    // written meanwhile (by an observer, or another process) then still
+    // differs from the copy when its own change arrives, and is reported.
+    *old = current;
   }
   std::memset(m_ChangeAlertFlag, 0, sizeof m_ChangeAlertFlag);
   return 0;
@@ -208,7 +211,8 @@ int AlertManager::HandleEventsConfigChange() {
     SystemAlert current;
     CopyEventElementFromCfg(&current, i);
     if (!current.m_name.empty() && !current.m_sourceComponent.empty()) FindAndExecuteEventCb(&current);
-    UpdateEventElement(i);
+    // As for alarms: the copy is what was reported.
+    if (SystemAlert* event = GetSystemEvent(i)) *event = current;
   }
   std::memset(m_ChangeEventFlag, 0, sizeof m_ChangeEventFlag);
   return 0;
