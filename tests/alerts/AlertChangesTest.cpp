@@ -74,14 +74,13 @@ TEST_F(AlertChanges, OneChangedFieldSetsItsBitAndAnUnchangedValueNone) {
   observer.alerts.clear();
 
   ASSERT_EQ(VM_CFG_OK, s2358(5, 5));
+  char key[] = "severity";
   char path[] = "status/alarm/5/severity";
   char* paths[] = {path};
-  for (int i = 0; i < AlertManager::kSlots; ++i) {
-    char key[] = "severity";
-    manager()->HandleChangedAlertConfigPath(i, key);
-  }
-  EXPECT_EQ(0x4, manager()->GetChangeAlertFlag(5));
+  EXPECT_EQ(0, manager()->HandleChangedAlertConfigPath(4, key));
+  EXPECT_EQ(0, manager()->HandleChangedAlertConfigPath(5, key));
   EXPECT_EQ(0, manager()->GetChangeAlertFlag(4));
+  EXPECT_EQ(0x4, manager()->GetChangeAlertFlag(5));
   EXPECT_EQ(0, AlertManager::HandleAlertConfigPathChange(paths, 1));
   ASSERT_EQ(1u, observer.alerts.size());
   EXPECT_EQ(5, observer.alerts[0].m_severity);

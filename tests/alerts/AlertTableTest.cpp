@@ -29,16 +29,11 @@ TEST_F(AlertTable, SetAlertWritesEveryFieldInOrderAndUpdatesInPlace) {
   const long long mark = journal.LastSeq();
   ASSERT_EQ(0, AlertManager_SetAlert("LinkDown", "net", 3, "Link [AI1] down", "eth0", nullptr, "network", 7, 9, 2));
   EXPECT_EQ(SlotPaths("alarm", 1, kSetAlertOrder), journal.PathsAfter(mark));
-  EXPECT_EQ("LinkDown", Param("status/alarm/1/name"));
-  EXPECT_EQ("net", Param("status/alarm/1/source_component"));
-  EXPECT_EQ("3", Param("status/alarm/1/severity"));
-  EXPECT_EQ("Link [AI1] down", Param("status/alarm/1/description"));
-  EXPECT_EQ("eth0", Param("status/alarm/1/additionalInfo1"));
-  EXPECT_EQ("", Param("status/alarm/1/additionalInfo2"));
-  EXPECT_EQ("network", Param("status/alarm/1/category"));
-  EXPECT_EQ("7", Param("status/alarm/1/type"));
-  EXPECT_EQ("9", Param("status/alarm/1/probable_cause"));
-  EXPECT_EQ("device", Param("status/alarm/1/ui_notification"));
+  const std::vector<std::pair<std::string, std::string>> stored = {
+      {"name", "LinkDown"}, {"source_component", "net"}, {"severity", "3"}, {"description", "Link [AI1] down"},
+      {"additionalInfo1", "eth0"}, {"additionalInfo2", ""}, {"category", "network"}, {"type", "7"},
+      {"probable_cause", "9"}, {"ui_notification", "device"}, {"confirmation_received", "0"}};
+  for (const auto& field : stored) EXPECT_EQ(field.second, Param("status/alarm/1/" + field.first)) << field.first;
   EXPECT_EQ(19u, Param("status/alarm/1/time").size());  // "%Y-%m-%dT%H:%M:%S"
   EXPECT_TRUE(manager()->GetSystemAlert(1)->m_name.empty()) << "memory follows the database on delivery";
   Deliver();
@@ -284,16 +279,6 @@ TEST_F(AlertTable, ALockedDatabaseFailsTheCallAndLeavesTheTableAsItWas) {
   EXPECT_EQ("3", Param("status/alarm/0/severity"));
   EXPECT_EQ("Kept", Param("status/alarm/0/name"));
   EXPECT_EQ("", Param("status/event/0/name"));
-}
-
-TEST(AlertTime, FormatIsFixedWidthLocalTime) {
-  char buffer[32];
-  ASSERT_EQ(0, AlertManager::GetFormatTimeStr(buffer, sizeof buffer));
-  const std::string text = buffer;
-  ASSERT_EQ(19u, text.size());
-  EXPECT_EQ('T', text[10]);
-  EXPECT_EQ(-1, AlertManager::GetFormatTimeStr(buffer, 10));  // does not fit
-  EXPECT_EQ(-1, AlertManager::GetFormatTimeStr(nullptr, 32));
 }
 
 }  // namespace

@@ -30,45 +30,6 @@ class Notifier : public testing::Test {
   AlertUINotifier* notifier() { return AlertUINotifier::GetInstance(); }
 };
 
-TEST_F(Notifier, ARaisedAlarmBecomesACardAndItsClearDeletesIt) {
-  notifier()->Init();
-  ASSERT_EQ(0, AlertManager_SetAlert("LinkDown", "net", 3, "Link [AI1] down", "eth0", nullptr, nullptr, 0, 0, 2));
-  Deliver();
-  rapidjson::Document card;
-  ASSERT_TRUE(ParseCard(Param(kCard), &card)) << Param(kCard);
-  EXPECT_STREQ("Alarm Notification", card["content"]["issuer"].GetString());
-  EXPECT_STREQ("LinkDown", card["content"]["title"].GetString());
-  EXPECT_STREQ("Link eth0 down", card["content"]["text"].GetString());
-  ASSERT_EQ(1u, card["content"]["buttons"].Size());
-  EXPECT_STREQ("OK", card["content"]["buttons"][0]["type"].GetString());
-  EXPECT_STREQ("Close", card["content"]["buttons"][0]["title"].GetString());
-  EXPECT_STREQ("LinkDown/net", card["channel"].GetString());
-  EXPECT_TRUE(card["onOff"].IsTrue());
-  EXPECT_TRUE(card["delete"].IsFalse());
-  EXPECT_STREQ("Alert", card["type"].GetString());
-  EXPECT_EQ("<missing>", Param(kRemoteCard));
-
-  LogCapture log;
-  ASSERT_EQ(0, AlertManager_ClearAlert("LinkDown", "net"));
-  Deliver();
-  rapidjson::Document clear;
-  ASSERT_TRUE(ParseCard(Param(kCard), &clear));
-  EXPECT_STREQ("LinkDown/net", clear["channel"].GetString());
-  EXPECT_TRUE(clear["delete"].IsTrue());
-  EXPECT_TRUE(clear["content"]["buttons"].Empty());
-  EXPECT_STREQ("", clear["content"]["title"].GetString());
-  EXPECT_EQ(1, g682(0));
-  EXPECT_TRUE(log.Contains(LOG_DEBUG, "Severity is cleared, get clear card"));
-
-  // Any later notification of the closed alarm writes nothing.
-  Journal journal(db_.path());
-  const long long mark = journal.LastSeq();
-  ASSERT_EQ(VM_CFG_OK, s2354("changed", 0));
-  Deliver();
-  EXPECT_TRUE(log.Contains(LOG_DEBUG, "UI notification for Alert LinkDown is cleared"));
-  EXPECT_EQ(SlotPaths("alarm", 0, {"description"}), journal.PathsAfter(mark));
-}
-
 TEST_F(Notifier, InitShowsStandingAlarmsAgainAndSkipsDisabledOnes) {
   ASSERT_EQ(0, AlertManager_SetBasicAlert("Basic", "s", 2));
   ASSERT_EQ(0, AlertManager_SetAlert("Remote", "s", 2, "r", nullptr, nullptr, nullptr, 0, 0, 3));
@@ -229,17 +190,27 @@ TEST_F(TwoProcesses, AnAlarmRaisedHereIsShownAndClosedByTheOtherProcess) {
   rapidjson::Document card;
   const std::string shown = AwaitCard([](const std::string& v) { return v != "<missing>"; });
   ASSERT_TRUE(ParseCard(shown, &card)) << shown;
+  EXPECT_STREQ("1.0", card["content"]["version"].GetString());
+  EXPECT_STREQ("Alarm Notification", card["content"]["issuer"].GetString());
   EXPECT_STREQ("Uplink", card["content"]["title"].GetString());
   EXPECT_STREQ("Port 3 is down", card["content"]["text"].GetString());
+  ASSERT_EQ(1u, card["content"]["buttons"].Size());
+  EXPECT_STREQ("OK", card["content"]["buttons"][0]["type"].GetString());
+  EXPECT_STREQ("Close", card["content"]["buttons"][0]["title"].GetString());
   EXPECT_STREQ("Uplink/net", card["channel"].GetString());
   EXPECT_EQ(std::string(g699()) + "-cardviewer", card["originator"].GetString());
+  EXPECT_TRUE(card["onOff"].IsTrue());
   EXPECT_TRUE(card["delete"].IsFalse());
+  EXPECT_STREQ("Alert", card["type"].GetString());
+  EXPECT_EQ("<missing>", Param(kRemoteCard));
 
   ASSERT_EQ(0, AlertManager_ClearAlert("Uplink", "net"));
   const std::string cleared = AwaitCard([](const std::string& v) { return v.find("\"delete\":true") != std::string::npos; });
   rapidjson::Document clear;
   ASSERT_TRUE(ParseCard(cleared, &clear)) << cleared;
   EXPECT_STREQ("Uplink/net", clear["channel"].GetString());
+  EXPECT_STREQ("", clear["content"]["title"].GetString());
+  EXPECT_TRUE(clear["content"]["buttons"].Empty());
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   while (g682(0) != VM_UI_NOTIFICATION_CLEARED && std::chrono::steady_clock::now() < deadline) {
     ConfigManager::Instance()->waitForChange(50);

@@ -52,26 +52,18 @@ TEST(HeroCard, KeysInAnyOrderParseIntoTheSameCard) {
       R"("text":"body","title":"T","issuer":"Alarm Notification","version":"2.0"}})";
   uHeroCard card("");
   ASSERT_NE(0, uJson::DeSerializer::DeSerialize(card, text, std::string(text).size()));
-  EXPECT_EQ("Alert", card.m_type.GetString());
-  EXPECT_TRUE(card.m_sound.m_repeat.GetValue());
-  EXPECT_EQ("/snd/a.wav", card.m_sound.m_path.GetString());
-  EXPECT_EQ(30, card.m_timeout.GetValue());
-  EXPECT_TRUE(card.m_onOff.GetValue());
-  EXPECT_EQ("n/s", card.m_channel.GetString());
-  EXPECT_EQ("2.0", card.m_content.m_version.GetString());
-  EXPECT_EQ("T", card.m_content.m_title.GetString());
   ASSERT_EQ(2u, card.m_content.m_buttons.size());
-  EXPECT_EQ("OK", card.m_content.m_buttons.at(0)->m_type.GetString());
-  EXPECT_EQ("i", card.m_content.m_buttons.at(0)->m_icon.GetString());
   EXPECT_EQ("Set_Parameter", card.m_content.m_buttons.at(1)->m_type.GetString());
-  ASSERT_EQ(1u, card.m_content.m_images.size());
-  EXPECT_EQ("http://x/y.png", card.m_content.m_images.at(0)->m_url.GetString());
-
-  // Written back, the keys come in the card's own order.
+  // Written back, every value is there, in the card's own key order.
   std::string again;
   ASSERT_EQ(0, uJson::Serializer::Serialize(card, again));
-  EXPECT_EQ(0u, again.find(R"({"content":{"version":"2.0","issuer":"Alarm Notification","title":"T")"));
-  EXPECT_NE(std::string::npos, again.find(R"("buttons":[{"type":"OK","title":"Close","value":"v","icon":"i"})"));
+  EXPECT_EQ(
+      R"({"content":{"version":"2.0","issuer":"Alarm Notification","title":"T","subtitle":"","text":"body",)"
+      R"("images":[{"url":"http://x/y.png"}],"buttons":[{"type":"OK","title":"Close","value":"v","icon":"i"},)"
+      R"({"type":"Set_Parameter","title":"","value":"","icon":""}]},"channel":"n/s","originator":")" +
+          card.m_originator.GetString() +
+          R"(","delete":false,"onOff":true,"timeout":30,"sound":{"path":"/snd/a.wav","repeat":true},"type":"Alert"})",
+      again);
 }
 
 TEST(HeroCard, OriginatorIsDeviceAndProcessNameWithoutTheLineEnd) {
