@@ -62,6 +62,7 @@ class DM_EXPORT ConfigManager {
   std::mutex m_dispatchMutex;
   int64_t m_cursor = 0;
   bool m_cursorSet = false;
+  std::mutex m_watchMutex;
   int m_inotify = -1;
   int m_wake = -1;  // eventfd that interrupts a wait (thread stop)
   std::string m_watchedName;

@@ -63,6 +63,9 @@ int ConfigManager::registerMultiConfigPathsChangeCallback(const std::set<std::st
     const std::string key = Normalize(path);
     if (registration->paths.insert(key).second) registration->ordered.push_back(key);
   }
+  // Watch from now on, so that a write of another process between the next
+  // dispatch and the first wait still ends that wait.
+  PrepareWatch();
   std::lock_guard<std::mutex> lock(m_registryMutex);
   m_registrations.push_back(registration);
   return static_cast<int>(m_registrations.size() - 1);
@@ -127,6 +130,8 @@ int ConfigManager::dispatchPending() {
 }
 
 bool ConfigManager::PrepareWatch() {
+  // Registration and the delivery thread may both get here first.
+  std::lock_guard<std::mutex> lock(m_watchMutex);
   if (m_inotify >= 0) return true;
   const std::string path = dmcfg::ConfigStore::Instance().DatabasePath();
   const size_t slash = path.rfind('/');
