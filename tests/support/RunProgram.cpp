@@ -71,6 +71,15 @@ RunningProgram::~RunningProgram() {
   if (!m_directory.empty()) std::filesystem::remove_all(m_directory, ignored);
 }
 
+bool RunningProgram::WaitForError(const std::string& text, int timeout_ms) const {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+  while (std::chrono::steady_clock::now() < deadline) {
+    if (Slurp(m_directory + "/err").find(text) != std::string::npos) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  return false;
+}
+
 ProgramResult RunningProgram::Wait(int timeout_ms) {
   ProgramResult result;
   if (m_pid <= 0) return result;

@@ -23,6 +23,9 @@ class RunningProgram {
   RunningProgram(const RunningProgram&) = delete;
   RunningProgram& operator=(const RunningProgram&) = delete;
 
+  // Waits until its standard error holds `text` (false after `timeout_ms`).
+  bool WaitForError(const std::string& text, int timeout_ms = 20000) const;
+
   // Waits for the end (killing it after `timeout_ms`) and returns the result.
   ProgramResult Wait(int timeout_ms = 30000);
 

@@ -70,7 +70,8 @@ TEST_F(Dmctl, BadUsageExitsTwoAndFailuresExitOneWithOneLine) {
   EXPECT_EQ(1, Run({"config", "set", "status/alarm/0/severity", "high"}).status);
   result = Run({"--help"});
   EXPECT_EQ(0, result.status);
-  for (const char* command : {"config", "send", "listen"}) {
+  for (const char* command : {"config", "alarm", "event", "alarms", "events", "watch", "report", "send", "listen",
+                              "cert", "sig", "periph", "state"}) {
     EXPECT_NE(std::string::npos, result.out.find(command)) << command;
   }
   EXPECT_EQ(0, Run({"config", "list", "--help"}).status);
@@ -79,6 +80,7 @@ TEST_F(Dmctl, BadUsageExitsTwoAndFailuresExitOneWithOneLine) {
 TEST_F(Dmctl, SentEventsAreDecodedByTheListener) {
   EXPECT_EQ(1, Run({"send", "ipp-status", "7"}).status);  // nothing listening yet
   RunningProgram listener(DMCTL_PATH, {"--json", "listen", "--count", "3", "--timeout", "20000"});
+  ASSERT_TRUE(listener.WaitForError("listening"));
   ASSERT_TRUE(QueueAppears());
   ASSERT_EQ(0, Run({"send", "ipp-status", "7"}).status);
   ASSERT_EQ(0, Run({"send", "raw", "0"}).status);

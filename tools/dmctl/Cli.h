@@ -28,6 +28,7 @@ void AddReportCommands(CLI::App& app, Context& context);
 void AddStateCommands(CLI::App& app, Context& context);
 void AddCertCommands(CLI::App& app, Context& context);
 void AddPeriphCommands(CLI::App& app, Context& context);
+void AddAlarmCommands(CLI::App& app, Context& context);
 
 }  // namespace dmctl
 

@@ -110,8 +110,8 @@ void AddEventCommands(CLI::App& app, Context& context) {
     signal(SIGTERM, OnInterrupt);
     Table events({"queue", "family", "type", "event", "bytes", "payload"});
     events.SetJsonColumn("payload");
-    if (!context.json) std::printf("listening on %s\n", receiver.Name().c_str());
-    std::fflush(stdout);
+    // On stderr, so that stdout carries only events (JSON lines with --json).
+    std::fprintf(stderr, "listening on %s (Ctrl-C to stop)\n", receiver.Name().c_str());
     int received = 0;
     int waited = 0;
     message_extra_t message;

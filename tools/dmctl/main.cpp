@@ -23,6 +23,7 @@ int main(int argc, char** argv) {
   app.add_flag("--json", context.json, "Print JSON instead of tables");
   app.add_flag("-v,--verbose", verbose, "Print the library's log lines on stderr");
   dmctl::AddConfigCommands(app, context);
+  dmctl::AddAlarmCommands(app, context);
   dmctl::AddEventCommands(app, context);
   dmctl::AddReportCommands(app, context);
   dmctl::AddStateCommands(app, context);
