@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <mqueue.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -30,8 +31,46 @@ std::string vmMqName(vm_mq_id id) {
   return name;
 }
 
+namespace {
+
+// Queue names differ only by prefix and id; more than this many means the
+// prefix keeps changing, and the old descriptors are of no further use.
+constexpr size_t kMaxOpenQueues = 32;
+
+}  // namespace
+
 uIPCSender::uIPCSender() = default;
-uIPCSender::~uIPCSender() = default;
+
+uIPCSender::~uIPCSender() { CloseAll(); }
+
+void uIPCSender::CloseAll() {
+  for (const auto& open : m_open) mq_close(open.second);
+  m_open.clear();
+}
+
+// A queue keeps its identity while it has a name: once unlinked, the queue
+// the descriptor refers to has no link left (st_nlink 0) and no receiver
+// will ever read it, so the name is opened again to reach its successor.
+// Checking the held descriptor costs one fstat, far less than an open and
+// a close per message.
+mqd_t uIPCSender::Open(const std::string& name) {
+  auto found = m_open.find(name);
+  if (found != m_open.end()) {
+    struct stat status;
+    if (fstat(found->second, &status) == 0 && status.st_nlink > 0) return found->second;
+    mq_close(found->second);
+    m_open.erase(found);
+  }
+  const mqd_t mq = mq_open(name.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+  if (mq == static_cast<mqd_t>(-1)) {
+    DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Cannot open queue %s: %s", name.c_str(),
+           strerror(errno));
+    return mq;
+  }
+  if (m_open.size() >= kMaxOpenQueues) CloseAll();
+  m_open.emplace(name, mq);
+  return mq;
+}
 
 int uIPCSender::SendEvent(uEvent& event, vm_mq_id queue) {
   message_extra_t message;
@@ -52,8 +91,6 @@ int uIPCSender::SendMessage(const message_t& message, unsigned int length, vm_mq
   return Post(&message, length, queue);
 }
 
-// Opens the queue for each message: a receiver that restarts recreates its
-// queue, and a cached descriptor would keep feeding the orphaned one.
 int uIPCSender::Post(const void* bytes, unsigned int length, vm_mq_id queue) {
   if (length < VM_MSG_HEADER_SIZE || length > VM_MSG_EXTRA_SIZE) {
     DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Message of %u bytes for queue %d is not a message",
@@ -62,12 +99,9 @@ int uIPCSender::Post(const void* bytes, unsigned int length, vm_mq_id queue) {
   }
   const std::string name = vmMqName(queue);
   if (name.empty()) return -1;
-  const mqd_t mq = mq_open(name.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-  if (mq == static_cast<mqd_t>(-1)) {
-    DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Cannot open queue %s: %s", name.c_str(),
-           strerror(errno));
-    return -1;
-  }
+  std::lock_guard<std::mutex> lock(m_mutex);
+  const mqd_t mq = Open(name);
+  if (mq == static_cast<mqd_t>(-1)) return -1;
   int result = -1;
   if (mq_send(mq, static_cast<const char*>(bytes), length, 0) == 0) {
     result = 0;
@@ -85,6 +119,5 @@ int uIPCSender::Post(const void* bytes, unsigned int length, vm_mq_id queue) {
     DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Cannot send to queue %s: %s", name.c_str(),
            strerror(errno));
   }
-  mq_close(mq);
   return result;
 }

@@ -82,6 +82,35 @@ TEST(IpcQueue, SendingFailsWithoutBlockingOrCrashing) {
   }
 }
 
+// The sender keeps queues open between messages; a receiver that restarts
+// (unlinks and recreates its queue) must get the next message, never the
+// orphaned queue, and a queue that is gone must fail the send.
+TEST(IpcQueue, SenderFollowsARecreatedQueue) {
+  UseProcessQueuePrefix();
+  Sender sender;
+  const message_extra_t message = MessageOf(413, 1, 4);
+  message_extra_t got;
+  {
+    uIPCReceiver first(25);
+    ASSERT_TRUE(first.IsOpen());
+    ASSERT_EQ(0, sender.SendMessage(message, 12, 25));
+    ASSERT_EQ(12, first.Receive(got, 1000));
+    ASSERT_TRUE(first.Unlink());
+    uIPCReceiver second(25);
+    ASSERT_TRUE(second.IsOpen());
+    ASSERT_EQ(0, sender.SendMessage(message, 12, 25));
+    EXPECT_EQ(12, second.Receive(got, 1000)) << "the message went to the unlinked queue";
+    EXPECT_EQ(-1, first.Receive(got, 0));
+    ASSERT_TRUE(second.Unlink());
+  }
+  LogCapture log;
+  EXPECT_EQ(-1, sender.SendMessage(message, 12, 25));
+  EXPECT_TRUE(log.Contains(LOG_ERR, "Cannot open queue"));
+  TestQueue third(25);
+  EXPECT_EQ(0, sender.SendMessage(message, 12, 25));
+  EXPECT_EQ(12, third.Receive(got));
+}
+
 TEST(IpcQueue, ReceiveTimesOutQuietly) {
   TestQueue queue(24);
   LogCapture log;
