@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/BenchResults.h"
 #include "platform/ConfigManager.h"
 #include "platform/vmCfg.h"
 
@@ -96,7 +97,11 @@ class TimeReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) NanosPerCall()[run.benchmark_name()] = run.GetAdjustedRealTime();
+    for (const Run& run : runs) {
+      // With repetitions the median stands for the benchmark.
+      if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
+      NanosPerCall()[run.run_name.str()] = run.GetAdjustedRealTime();
+    }
   }
 };
 
@@ -150,12 +155,7 @@ void MeasureCrossProcessLatency(int samples) {
   }
   kill(listener, SIGKILL);
   waitpid(listener, nullptr, 0);
-  if (micros.empty()) return;
-  std::sort(micros.begin(), micros.end());
-  const double median = micros[micros.size() / 2];
-  const double p99 = micros[std::min(micros.size() - 1, micros.size() * 99 / 100)];
-  std::printf("write -> callback in another process: median %.0f us, p99 %.0f us (%zu samples; target median <= 2000, p99 <= 10000)\n",
-              median, p99, micros.size());
+  benchresults::EmitSamples("config_write_to_callback", micros);
 }
 
 }  // namespace

@@ -102,8 +102,10 @@ class RateReporter : public benchmark::ConsoleReporter {
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
+      // With repetitions the median stands for the benchmark.
+      if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
       auto found = run.counters.find("events/s");
-      if (found != run.counters.end()) Rates()[run.benchmark_name()] = found->second.value;
+      if (found != run.counters.end()) Rates()[run.run_name.str()] = found->second.value;
     }
   }
 };

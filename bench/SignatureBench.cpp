@@ -165,7 +165,9 @@ class TimeReporter : public benchmark::ConsoleReporter {
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
-      SecondsPerRun()[run.benchmark_name()] =
+      // With repetitions the median stands for the benchmark.
+      if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
+      SecondsPerRun()[run.run_name.str()] =
           run.real_accumulated_time / static_cast<double>(run.iterations ? run.iterations : 1);
     }
   }

@@ -1,0 +1,39 @@
+// Figures that Google Benchmark's own output does not carry (latencies
+// measured across processes, one-off timings in fresh processes), written
+// one JSON object per line to the file named by DM_BENCH_RESULTS so that
+// scripts/bench_report.py can put them in the report. Without that variable
+// only the console line is printed.
+#ifndef DEVMGMT_BENCH_BENCHRESULTS_H_
+#define DEVMGMT_BENCH_BENCHRESULTS_H_
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+namespace benchresults {
+
+// Median and 99th percentile of `micros` (sorted here), printed and, when
+// DM_BENCH_RESULTS is set, appended as {"name", "unit", "median", "p99",
+// "samples"}. `name` is a fixed identifier chosen by the benchmark.
+inline void EmitSamples(const char* name, std::vector<double> micros) {
+  if (micros.empty()) {
+    std::printf("%s: no samples\n", name);
+    return;
+  }
+  std::sort(micros.begin(), micros.end());
+  const double median = micros[micros.size() / 2];
+  const double p99 = micros[std::min(micros.size() - 1, micros.size() * 99 / 100)];
+  std::printf("%s: median %.0f us, p99 %.0f us (%zu samples)\n", name, median, p99, micros.size());
+  const char* path = std::getenv("DM_BENCH_RESULTS");
+  if (path == nullptr || *path == '\0') return;
+  FILE* out = std::fopen(path, "a");
+  if (out == nullptr) return;
+  std::fprintf(out, "{\"name\":\"%s\",\"unit\":\"us\",\"median\":%.3f,\"p99\":%.3f,\"samples\":%zu}\n", name, median,
+               p99, micros.size());
+  std::fclose(out);
+}
+
+}  // namespace benchresults
+
+#endif  // DEVMGMT_BENCH_BENCHRESULTS_H_
