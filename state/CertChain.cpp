@@ -4,6 +4,7 @@
 #include <openssl/x509.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <initializer_list>
@@ -96,7 +97,10 @@ int initCaSubjIssuerMap(std::map<std::string, std::string>& map, const char* dir
     return 0;
   }
   CERT_LOG(LOG_DEBUG, "Checking directory %s for intermediate crt", dir);
-  while (const struct dirent* entry = readdir(directory)) {
+  // The 64-bit form: on the 32-bit phone plain readdir stops with EOVERFLOW
+  // at the first inode number past 32 bits.
+  errno = 0;
+  while (const struct dirent64* entry = readdir64(directory)) {
     if ((entry->d_type & kDirectoryTypeBit) != 0) continue;  // directories, "." and ".."
     NameText path;
     if (!JoinPath(path, {dir, entry->d_name})) {
@@ -104,7 +108,9 @@ int initCaSubjIssuerMap(std::map<std::string, std::string>& map, const char* dir
       continue;
     }
     addCertificateToMap(path, map);
+    errno = 0;
   }
+  if (errno != 0) CERT_LOG(LOG_ERR, "Reading directory %s failed: %s", dir, std::strerror(errno));
   closedir(directory);
   return 1;
 }
