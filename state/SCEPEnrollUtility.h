@@ -77,6 +77,12 @@ DM_EXPORT int IsPemFile(const char* path);
 // A failed conversion leaves the file untouched.
 DM_EXPORT void ConvertCertToPemFile(const char* path);
 
+// 1 when dir/device.crt chains up to dir/CAROOT.crt by issuer names, directly
+// or through the certificates in dir/CAcerts/; 0 otherwise (null dir, missing
+// or unreadable files, a missing link, a cycle among the intermediates). See
+// CertAcquisition.h.
+DM_EXPORT int check_local_cert_chain(const char* dir);
+
 #ifdef __cplusplus
 }  // extern "C"
 #endif

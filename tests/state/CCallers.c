@@ -23,3 +23,5 @@ int c_caller_cert_checks(const char* path) {
 int c_caller_signature(const char* cert, const char* file, const char* signature) {
   return vm_verify_signature(cert, file, signature);
 }
+
+int c_caller_chain(const char* dir) { return check_local_cert_chain(dir); }

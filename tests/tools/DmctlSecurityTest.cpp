@@ -1,4 +1,5 @@
 #include <openssl/evp.h>
+#include <sys/stat.h>
 
 #include <cstdint>
 #include <string>
@@ -68,6 +69,33 @@ TEST_F(DmctlSecurity, CertificateChecksInfoAndRenewalTime) {
   ASSERT_EQ(0, result.status) << result.err;
   EXPECT_STREQ("2147483647", Json(result.out)["seconds"].GetString());
   EXPECT_EQ(1, Run({"cert", "info", Path("missing.crt")}).status);
+}
+
+TEST_F(DmctlSecurity, CertificateChainThroughAnIntermediate) {
+  testpki::CertSpec spec;
+  spec.common_name = "Root CA";
+  testpki::Cert root = testpki::MakeCert(key_.get(), spec);
+  spec.common_name = "Issuing CA";
+  spec.issuer = root.get();
+  spec.issuer_key = key_.get();
+  testpki::Cert issuing = testpki::MakeCert(key_.get(), spec);
+  spec.common_name = "device";
+  spec.issuer = issuing.get();
+  testpki::Cert device = testpki::MakeCert(key_.get(), spec);
+  ASSERT_EQ(0, mkdir(Path("certs").c_str(), 0700));
+  ASSERT_EQ(0, mkdir(Path("certs/CAcerts").c_str(), 0700));
+  ASSERT_TRUE(testpki::WriteCertPem(Path("certs/CAROOT.crt"), root.get()));
+  ASSERT_TRUE(testpki::WriteCertPem(Path("certs/device.crt"), device.get()));
+
+  ProgramResult result = Run({"--json", "cert", "chain", Path("certs")});
+  EXPECT_EQ(1, result.status);
+  EXPECT_STREQ("false", Json(result.out.substr(0, result.out.find('\n')))["valid"].GetString());
+  ASSERT_TRUE(testpki::WriteCertPem(Path("certs/CAcerts/issuing.pem"), issuing.get()));
+  result = Run({"--json", "cert", "chain", Path("certs/")});
+  ASSERT_EQ(0, result.status) << result.err;
+  EXPECT_STREQ("true", Json(result.out)["valid"].GetString());
+  EXPECT_EQ(Path("certs"), Json(result.out)["dir"].GetString());
+  EXPECT_EQ(1, Run({"cert", "chain", Path("missing")}).status);
 }
 
 TEST_F(DmctlSecurity, DerCertificatesBecomePem) {

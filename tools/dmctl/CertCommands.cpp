@@ -79,6 +79,19 @@ void AddCertCommands(CLI::App& app, Context& context) {
     PrintObject({{"file", file}, {"converted", "true"}}, context.json);
   });
 
+  static std::string dir;
+  CLI::App* chain = cert->add_subcommand(
+      "chain", "Whether DIR/device.crt chains up to DIR/CAROOT.crt through DIR/CAcerts/ (exit 1 if not)");
+  chain->add_option("dir", dir, "Certificate folder")->required();
+  chain->callback([&context] {
+    // The check takes the folder without a trailing '/'.
+    std::string folder = dir;
+    while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
+    const bool valid = check_local_cert_chain(folder.c_str()) == 1;
+    PrintObject({{"dir", folder}, {"valid", valid ? "true" : "false"}}, context.json);
+    if (!valid) throw Failure("the certificate chain in " + folder + " does not verify");
+  });
+
   CLI::App* sig = app.add_subcommand("sig", "Split and verify files that carry an appended signature");
   sig->require_subcommand(1);
   static std::string signature;
