@@ -1,6 +1,7 @@
 // Hex decoding of identifiers: a decode that succeeds must encode back to
 // the same digits (in lower case), and never write past `size` bytes.
 #include <cctype>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -11,7 +12,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::Init();
   if (size < 1) return 0;
   const size_t capacity = data[0] % 40;
-  const std::string text(reinterpret_cast<const char*>(data + 1), size - 1);
+  // The decoder reads a C string: up to the first NUL.
+  const std::string text(reinterpret_cast<const char*>(data + 1), strnlen(reinterpret_cast<const char*>(data + 1), size - 1));
   // Guard bytes after the output catch writes past `capacity`.
   std::vector<unsigned char> out(capacity + 8, 0xA5);
   const bool ok = DecodeHex(text.c_str(), out.data(), capacity);
