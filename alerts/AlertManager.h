@@ -91,7 +91,8 @@ class DM_EXPORT AlertManager {
   // Local time "%Y-%m-%dT%H:%M:%S" into `buffer`: 0, or -1 when it does not fit.
   static int GetFormatTimeStr(char* buffer, int size);
   // `description` with [AI1], [AI2], ... replaced by the comma-separated
-  // `values`, every occurrence.
+  // `values`, every occurrence. Filling stops (logged) before the text
+  // passes 16 KiB, as values can form their placeholder again without end.
   static std::string BuildAlertDescription(const std::string& description, const std::string& values);
   void AppendTempToSystemEventName(int index);
   // Marks the card in additional info 2 for deletion when notifications must
