@@ -425,6 +425,9 @@ int AlertManager::GetFormatTimeStr(char* buffer, int size) {
   return strftime(buffer, static_cast<size_t>(size), "%Y-%m-%dT%H:%M:%S", &local) == 0 ? -1 : 0;
 }
 
+// The longest text filling may produce: far above any card's text.
+constexpr size_t kMaxFilledDescription = 16 * 1024;
+
 std::string AlertManager::BuildAlertDescription(const std::string& description, const std::string& values) {
   std::string result = description;
   size_t start = 0;
@@ -442,7 +445,16 @@ std::string AlertManager::BuildAlertDescription(const std::string& description, 
     // each occurrence in the description is replaced exactly once.
     const bool selfContaining = word.find(placeholder) != std::string::npos;
     size_t pos = result.find(placeholder);
+    size_t replacements = 0;
     while (pos != std::string::npos) {
+      // A word that forms its placeholder again with the text on both sides
+      // ("[[AI1]]" filled with "AI1][[AI1") would grow the text for ever:
+      // the filled text is bounded, and filling stops at the bound.
+      if (result.size() - placeholder.size() + word.size() > kMaxFilledDescription ||
+          ++replacements > kMaxFilledDescription) {
+        ALERT_LOG(LOG_ERR, "Placeholder %s keeps reappearing; description left partly filled", placeholder.c_str());
+        return result;
+      }
       ALERT_LOG(LOG_DEBUG, "word: %s, replaceStr: %s, replacePos: %d", word.c_str(), placeholder.c_str(),
                 static_cast<int>(pos));
       result.replace(pos, placeholder.size(), word);

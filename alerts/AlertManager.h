@@ -91,7 +91,8 @@ class DM_EXPORT AlertManager {
   // Local time "%Y-%m-%dT%H:%M:%S" into `buffer`: 0, or -1 when it does not fit.
   static int GetFormatTimeStr(char* buffer, int size);
   // `description` with [AI1], [AI2], ... replaced by the comma-separated
-  // `values`, every occurrence.
+  // `values`, every occurrence. Filling stops (logged) before the text
+  // passes 16 KiB, as values can form their placeholder again without end.
   static std::string BuildAlertDescription(const std::string& description, const std::string& values);
   void AppendTempToSystemEventName(int index);
   // Marks the card in additional info 2 for deletion when notifications must
@@ -150,6 +151,9 @@ class DM_EXPORT AlertManager {
   std::set<std::string> m_eventConfigPaths;
   int m_ChangeAlertFlag[kSlots];
   int m_ChangeEventFlag[kSlots];
+  // Slots whose changes were ignored while they lacked a name or source.
+  bool m_alertSlotSkipped[kSlots] = {};
+  bool m_eventSlotSkipped[kSlots] = {};
 };
 
 extern "C" {

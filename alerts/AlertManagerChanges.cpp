@@ -57,8 +57,10 @@ void ParseSlotPath(const char* path, const char* kind, int* index, char* key, si
   std::snprintf(key, size, "%s", end + 1);
 }
 
+// `skipped` marks slots whose paths were ignored while they lacked a name or
+// source; `keys` is how many watched keys the table has.
 int HandlePathChange(const char* function, const Table& table, char** paths, int count,
-                     int (AlertManager::*record)(int, char*)) {
+                     int (AlertManager::*record)(int, char*), bool* skipped, int keys) {
   for (int p = 0; p < count; ++p) {
     ALERT_LOG_AS(function, LOG_DEBUG, "%s", paths[p] ? paths[p] : "(null)");
     int index = -1;
@@ -66,7 +68,21 @@ int HandlePathChange(const char* function, const Table& table, char** paths, int
     ParseSlotPath(paths[p], table.kind, &index, key, sizeof key);
     if (static_cast<unsigned>(index) >= static_cast<unsigned>(AlertManager::kSlots) || key[0] == '\0') continue;
     // A slot without both a name and a source is being written or deleted.
-    if (Text(table.name(index)).empty() || Text(table.source(index)).empty()) continue;
+    if (Text(table.name(index)).empty() || Text(table.source(index)).empty()) {
+      skipped[index] = true;
+      continue;
+    }
+    // Fields written while the slot was incomplete had their paths ignored;
+    // once it is complete, compare them all, or a slot freed and taken again
+    // by another process could keep the old record's fields in memory.
+    if (skipped[index]) {
+      skipped[index] = false;
+      for (int k = 0; k < keys; ++k) {
+        char watched[128];
+        std::snprintf(watched, sizeof watched, "%s", kWatchedKeys[k]);
+        (AlertManager::GetInstance()->*record)(index, watched);
+      }
+    }
     (AlertManager::GetInstance()->*record)(index, key);
   }
   return 0;
@@ -142,12 +158,14 @@ int AlertManager::uRegisterEventConfigPathChangeCallback() {
 }
 
 int AlertManager::HandleAlertConfigPathChange(char** paths, int count) {
-  HandlePathChange(__func__, kAlarms, paths, count, &AlertManager::HandleChangedAlertConfigPath);
+  HandlePathChange(__func__, kAlarms, paths, count, &AlertManager::HandleChangedAlertConfigPath,
+                   GetInstance()->m_alertSlotSkipped, kWatchedAlarmKeys);
   return GetInstance()->HandleAlertsConfigChange();
 }
 
 int AlertManager::HandleEventConfigPathChange(char** paths, int count) {
-  HandlePathChange(__func__, kEvents, paths, count, &AlertManager::HandleChangedEventConfigPath);
+  HandlePathChange(__func__, kEvents, paths, count, &AlertManager::HandleChangedEventConfigPath,
+                   GetInstance()->m_eventSlotSkipped, kWatchedEventKeys);
   return GetInstance()->HandleEventsConfigChange();
 }
 

@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
 # Installs what is missing, then builds and runs every test suite: the host
 # build, the sanitizer build (address + undefined) and the 32-bit ARM build,
-# whose tests run under qemu-arm.
-# Usage: scripts/test.sh [preset...]   (default: default asan armhf)
+# whose tests run under qemu-arm; then the thread-sanitizer build of the
+# concurrency, soak and crash tests only (the rest is single-threaded).
+# Usage: scripts/test.sh [preset...]   (default: default asan armhf tsan)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 presets=("$@")
 if ((${#presets[@]} == 0)); then
-  presets=(default asan armhf)
+  presets=(default asan armhf tsan)
 fi
 
 scripts/setup.sh
@@ -20,8 +21,13 @@ for preset in "${presets[@]}"; do
     scripts/armhf-sysroot.sh build/armhf  # own apt state; skips when complete
   fi
   cmake --preset "$preset" >/dev/null
-  cmake --build --preset "$preset"
-  ctest --preset "$preset"
+  if [[ "$preset" == tsan ]]; then
+    cmake --build --preset tsan --target soak_tests
+    ctest --preset tsan -R 'Concurrency|AlertSoak|CrashSafety'
+  else
+    cmake --build --preset "$preset"
+    ctest --preset "$preset"
+  fi
   if [[ "$preset" == armhf ]]; then
     scripts/armhf-sizes.sh build/armhf  # stripped sizes, so growth is visible
   fi

@@ -78,7 +78,8 @@ extern "C" void vm_syslog(int module, int level, int /*flags*/, const char* file
   va_start(args, format);
   va_list again;
   va_copy(again, args);
-  int needed = std::vsnprintf(stack_text, sizeof stack_text, format ? format : "", args);
+  stack_text[0] = '\0';
+  int needed = format != nullptr ? std::vsnprintf(stack_text, sizeof stack_text, format, args) : 0;
   va_end(args);
   if (needed < 0) {
     stack_text[0] = '\0';

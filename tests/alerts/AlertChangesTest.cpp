@@ -103,6 +103,32 @@ TEST_F(AlertChanges, OneChangedFieldSetsItsBitAndAnUnchangedValueNone) {
   EXPECT_EQ("text", observer.alerts[1].m_description);
 }
 
+// Another process frees a slot and raises a different alarm of the same
+// source in it, and delivery falls while the new alarm has no source yet:
+// the fields written then must still be followed once the source arrives.
+TEST_F(AlertChanges, ASlotFreedAndTakenAgainIsFollowedWhenDeliveryFallsMidWrite) {
+  RecordingObserver observer;
+  manager()->RegisterToAlert(&observer, "ALL", "ALL");
+  ASSERT_EQ(0, AlertManager_SetAlert("Old", "s", 2, "old text", "1", nullptr, nullptr, 0, 0, 0));
+  Deliver();
+  observer.alerts.clear();
+  ASSERT_EQ(0, manager()->DeleteAlert("Old", "s"));
+  ASSERT_EQ(VM_CFG_OK, s2356("New", 0));
+  ASSERT_EQ(VM_CFG_OK, s2358(4, 0));
+  ASSERT_EQ(VM_CFG_OK, s2354("new text", 0));
+  Deliver();  // the slot has no source: these paths are ignored
+  EXPECT_TRUE(observer.alerts.empty());
+  ASSERT_EQ(VM_CFG_OK, s2359("s", 0));  // the same source as before
+  Deliver();
+  const SystemAlert* memory = manager()->GetSystemAlert(0);
+  EXPECT_EQ("New", memory->m_name);
+  EXPECT_EQ(4, memory->m_severity);
+  EXPECT_EQ("new text", memory->m_description);
+  ASSERT_FALSE(observer.alerts.empty());
+  EXPECT_EQ("New", observer.alerts.back().m_name);
+  EXPECT_EQ(4, observer.alerts.back().m_severity);
+}
+
 TEST_F(AlertChanges, PathsThatDoNotNameAWrittenSlotAreIgnored) {
   RecordingObserver observer;
   manager()->RegisterToAlert(&observer, "ALL", "ALL");

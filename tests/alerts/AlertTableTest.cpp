@@ -227,6 +227,18 @@ TEST(AlertDescription, AValueHoldingItsOwnPlaceholderIsInsertedOnce) {
   EXPECT_TRUE(log.Contains(LOG_DEBUG, "filledDescription: x[AI2]x [AI1]"));
 }
 
+// Found by fuzzing: this value forms its placeholder again with the text
+// on both sides, so every replacement makes another one.
+TEST(AlertDescription, AValueThatRebuildsItsPlaceholderStopsAtTheBound) {
+  LogCapture log;
+  const std::string filled = AlertManager::BuildAlertDescription("[[AI1]]", "AI1]][[AI1");
+  EXPECT_LE(filled.size(), 16u * 1024u);
+  EXPECT_GT(filled.size(), 1024u);  // it was filled, as far as the bound
+  EXPECT_TRUE(log.Contains(LOG_ERR, "Placeholder [AI1] keeps reappearing"));
+  // The next token is still not reached, but ordinary text fills as before.
+  EXPECT_EQ("up", AlertManager::BuildAlertDescription("[AI1]", "up"));
+}
+
 TEST_F(AlertTable, ACardInAdditionalInfoIsMarkedForDeletionWhileNotificationsAreHeldBack) {
   const std::string card = R"({"channel":"c","delete":false,"onOff":true})";
   ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("setup_wizard/state", "running"));

@@ -1,0 +1,9 @@
+// Peripheral firmware release files come with downloaded packages.
+#include "fuzz/JsonRoundTrip.h"
+#include "peripherals/ReleaseFWInfo.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  fuzz::Init();
+  fuzz::CheckJsonRoundTrip<ReleaseFWInfo>(data, size);
+  return 0;
+}

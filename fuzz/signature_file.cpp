@@ -1,0 +1,77 @@
+// Signed files and signature files come from the network. The split must cut
+// exactly the trailer's signature, or change nothing; a signature file of
+// any content must decode without harm and never verify by chance.
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/rsa.h>
+
+#include <cstring>
+#include <string>
+
+#include "fuzz/FuzzSupport.h"
+#include "security/SignatureVerifier.h"
+
+namespace {
+
+// A public key made once per process (its private half is never needed).
+const std::string& PublicKeyPem() {
+  static const std::string pem = [] {
+    EVP_PKEY* key = EVP_RSA_gen(2048);
+    if (key == nullptr) fuzz::Fail("EVP_RSA_gen");
+    BIO* bio = BIO_new(BIO_s_mem());
+    PEM_write_bio_PUBKEY(bio, key);
+    char* text = nullptr;
+    const long length = BIO_get_mem_data(bio, &text);
+    std::string out(text, static_cast<size_t>(length));
+    BIO_free(bio);
+    EVP_PKEY_free(key);
+    return out;
+  }();
+  return pem;
+}
+
+void CheckSplit(const uint8_t* data, size_t size) {
+  const std::string signedPath = fuzz::WriteFile("signed.bin", data, size);
+  const std::string signaturePath = fuzz::Directory() + "/signature.bin";
+  std::remove(signaturePath.c_str());
+  const int result = extract_signature(signedPath.c_str(), signaturePath.c_str());
+
+  uint64_t length = 0;
+  for (size_t i = 0; size >= 8 && i < 8; ++i) length |= static_cast<uint64_t>(data[size - 8 + i]) << (8 * i);
+  if (size < 8 || (size == 8 && length == 0)) {
+    FUZZ_CHECK(result == -1);
+    return;
+  }
+  FUZZ_CHECK(result == 0);
+  std::string payload, signature;
+  FUZZ_CHECK(fuzz::ReadFile(signedPath, payload));
+  const uint64_t position = size - 8;
+  if (length > position) {
+    FUZZ_CHECK(payload.size() == size && std::memcmp(payload.data(), data, size) == 0);
+    FUZZ_CHECK(!fuzz::ReadFile(signaturePath, signature));
+    return;
+  }
+  const size_t start = static_cast<size_t>(position - length);
+  FUZZ_CHECK(payload.size() == start && std::memcmp(payload.data(), data, start) == 0);
+  FUZZ_CHECK(fuzz::ReadFile(signaturePath, signature));
+  FUZZ_CHECK(signature.size() == length && std::memcmp(signature.data(), data + start, signature.size()) == 0);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  fuzz::Init();
+  CheckSplit(data, size);
+
+  // The same bytes as a base64 signature file, checked over a small file.
+  const std::string signaturePath = fuzz::WriteFile("signature.b64", data, size);
+  const uint8_t content[] = "payload";
+  const std::string filePath = fuzz::WriteFile("payload.bin", content, sizeof content - 1);
+  SignatureVerifier verifier;
+  FUZZ_CHECK(verifier.initPublicKey(PublicKeyPem()));
+  FUZZ_CHECK(verifier.initSignature(signaturePath));
+  FUZZ_CHECK(verifier.signature().size() <= size);
+  FUZZ_CHECK(!verifier.verify(filePath, signaturePath));
+  FUZZ_CHECK(!verifier.verify(std::vector<std::string>{filePath}, signaturePath));
+  return 0;
+}

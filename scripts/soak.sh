@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# The long form of the robustness tests: the multi-process alarm soak for
+# the given seconds and the killed-writer crash test for the given rounds,
+# on the host build (or another preset's build, e.g. asan).
+#
+# Usage: scripts/soak.sh [seconds] [crash-rounds] [preset]   (default 600 300 default)
+#   DM_SOAK_PROCESSES sets the number of processes (default 4).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+seconds="${1:-600}"
+rounds="${2:-300}"
+preset="${3:-default}"
+
+scripts/setup.sh
+cmake --preset "$preset" >/dev/null
+cmake --build --preset "$preset" --target soak_tests
+export DM_SOAK_SECONDS="$seconds" DM_CRASH_ROUNDS="$rounds"
+# Each test in its own process, as ctest runs them.
+build="build/${preset}/tests/soak_tests"
+status=0
+for test in AlertSoak.ProcessesAgreeWithTheDatabaseAfterRandomWork \
+            AlarmAndStateCrashSafety.KilledWritersLoseNothingThatWasAcknowledged; do
+  echo "=== ${test}"
+  start=$SECONDS
+  if ! "$build" --gtest_filter="$test"; then
+    status=1
+  fi
+  echo "=== ${test}: $((SECONDS - start)) s"
+done
+exit "$status"
