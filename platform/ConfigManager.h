@@ -61,7 +61,6 @@ class DM_EXPORT ConfigManager {
   std::vector<std::shared_ptr<const Registration>> m_registrations;
   std::mutex m_dispatchMutex;
   int64_t m_cursor = 0;
-  bool m_cursorSet = false;
   std::mutex m_watchMutex;
   int m_inotify = -1;
   int m_wake = -1;  // eventfd that interrupts a wait (thread stop)

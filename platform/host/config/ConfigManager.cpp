@@ -44,11 +44,11 @@ ConfigManager* ConfigManager::Instance() {
 }
 
 ConfigManager::ConfigManager() {
+  // Changes from now on are delivered. When the database cannot be read yet
+  // (another process is creating it, or it is locked), start from the
+  // journal's beginning instead: a few extra deliveries, nothing lost.
   int64_t latest = 0;
-  if (dmcfg::ConfigStore::Instance().LatestSeq(&latest) == VM_CFG_OK) {
-    m_cursor = latest;
-    m_cursorSet = true;
-  }
+  m_cursor = dmcfg::ConfigStore::Instance().LatestSeq(&latest) == VM_CFG_OK ? latest : 0;
 }
 
 int ConfigManager::registerMultiConfigPathsChangeCallback(const std::set<std::string>& paths,
@@ -77,12 +77,6 @@ int ConfigManager::dispatchPending() {
   if (t_dispatching) return 0;
   std::lock_guard<std::mutex> dispatch_lock(m_dispatchMutex);
   dmcfg::ConfigStore& store = dmcfg::ConfigStore::Instance();
-  if (!m_cursorSet) {
-    // The database could not be read when the manager was made: start now.
-    if (store.LatestSeq(&m_cursor) != VM_CFG_OK) return -1;
-    m_cursorSet = true;
-    return 0;
-  }
   t_dispatching = true;
   int calls = 0;
   for (int round = 0; round < kMaxRounds; ++round) {

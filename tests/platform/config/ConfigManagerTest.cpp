@@ -135,3 +135,21 @@ TEST_F(ConfigManagerTest, DeliveryThreadCallsBackForAnotherProcessWrites) {
 }
 
 }  // namespace
+
+namespace {
+
+// A manager made while the database cannot be read (another process is still
+// creating it) must not lose the writes made before its first dispatch.
+TEST(ConfigManagerStart, WritesBeforeTheFirstDispatchAreDeliveredEvenIfTheStartWasBlind) {
+  TempDatabase db;
+  ASSERT_EQ(VM_CFG_ERROR, vmCfgUseDatabase(db.directory().c_str()));  // unreadable for now
+  ConfigManager* manager = ConfigManager::Instance();
+  ASSERT_EQ(VM_CFG_OK, vmCfgUseDatabase(nullptr));
+  ASSERT_GE(manager->registerMultiConfigPathsChangeCallback({"early/write"}, Record), 0);
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("early/write", "1"));
+  EXPECT_EQ(1, manager->dispatchPending());
+  ASSERT_EQ(1u, Batches().size());
+  EXPECT_EQ("early/write", Batches()[0][0]);
+}
+
+}  // namespace
