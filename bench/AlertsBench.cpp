@@ -30,12 +30,10 @@
 
 namespace {
 
-std::string g_db_path;
+using benchresults::NanosPerCall;
+using benchresults::NowNanos;
 
-std::map<std::string, double>& NanosPerCall() {
-  static std::map<std::string, double> nanos;
-  return nanos;
-}
+std::string g_db_path;
 
 // One raise (severity alternating, so every pass has a changed field to
 // report) and the delivery of its changes to this process's tables.
@@ -159,24 +157,6 @@ BENCHMARK(BM_CardJsonWriteRead);
 BENCHMARK(BM_CardBuildWriteRead);
 BENCHMARK(BM_RawRapidJsonCard);
 
-class TimeReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      // With repetitions the median stands for the benchmark.
-      if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
-      NanosPerCall()[run.run_name.str()] = run.GetAdjustedRealTime();
-    }
-  }
-};
-
-int64_t NowNanos() {
-  return std::chrono::duration_cast<std::chrono::nanoseconds>(
-             std::chrono::steady_clock::now().time_since_epoch())
-      .count();
-}
-
 int g_report_fd = -1;
 
 // In the card process, called when "command/card" changes: the card's text
@@ -287,7 +267,7 @@ int main(int argc, char** argv) {
   MeasureStartup(30);
   MeasureRaiseToCard(200);
   benchmark::Initialize(&argc, argv);
-  TimeReporter reporter;
+  benchresults::MedianReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
   const double ours = NanosPerCall()["BM_AlertManagerSetAlert"];

@@ -6,12 +6,45 @@
 #ifndef DEVMGMT_BENCH_BENCHRESULTS_H_
 #define DEVMGMT_BENCH_BENCHRESULTS_H_
 
+#include <benchmark/benchmark.h>
+
 #include <algorithm>
+#include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
+#include <string>
 #include <vector>
 
 namespace benchresults {
+
+// Real time per iteration (ns) of every benchmark that ran, by name; with
+// repetitions, the median stands for the benchmark.
+inline std::map<std::string, double>& NanosPerCall() {
+  static std::map<std::string, double> nanos;
+  return nanos;
+}
+
+// The console table, and NanosPerCall filled as runs are reported, so that a
+// program can print its ratios after RunSpecifiedBenchmarks.
+class MedianReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs) {
+      if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
+      NanosPerCall()[run.run_name.str()] = run.GetAdjustedRealTime();
+    }
+  }
+};
+
+// A clock that processes share (steady_clock is system-wide), for latencies
+// measured across processes.
+inline int64_t NowNanos() {
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+      .count();
+}
 
 // Median and 99th percentile of `micros` (sorted here), printed and, when
 // DM_BENCH_RESULTS is set, appended as {"name", "unit", "median", "p99",

@@ -21,12 +21,10 @@
 
 namespace {
 
-std::string g_db_path;
+using benchresults::NanosPerCall;
+using benchresults::NowNanos;
 
-std::map<std::string, double>& NanosPerCall() {
-  static std::map<std::string, double> nanos;
-  return nanos;
-}
+std::string g_db_path;
 
 // The baseline: one connection with the store's own settings.
 sqlite3* OpenRaw() {
@@ -93,24 +91,6 @@ BENCHMARK(BM_RawSqliteUpsert);
 BENCHMARK(BM_ConfigGet);
 BENCHMARK(BM_RawSqliteSelect);
 
-class TimeReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      // With repetitions the median stands for the benchmark.
-      if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
-      NanosPerCall()[run.run_name.str()] = run.GetAdjustedRealTime();
-    }
-  }
-};
-
-int64_t NowNanos() {
-  return std::chrono::duration_cast<std::chrono::nanoseconds>(
-             std::chrono::steady_clock::now().time_since_epoch())
-      .count();
-}
-
 int g_report_fd = -1;
 
 // In the listening process: the value written is the writer's clock.
@@ -169,7 +149,7 @@ int main(int argc, char** argv) {
   vmCfgGetParam("device/name", probe, sizeof probe);  // creates the database before the baselines use it
 
   benchmark::Initialize(&argc, argv);
-  TimeReporter reporter;
+  benchresults::MedianReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
   const auto ratio = [](const char* ours, const char* raw) {

@@ -18,7 +18,11 @@
 #include "platform/uJson.h"
 #include "platform/vmCfg.h"
 
+#include "bench/BenchResults.h"
+
 namespace {
+
+using benchresults::NanosPerCall;
 
 constexpr int kGroups = 100;
 constexpr int kParamsPerGroup = 100;  // 10,000 parameters
@@ -26,11 +30,6 @@ constexpr int kPlainItems = 40;
 constexpr int kWildcardItems = 10;  // 50 reported paths in all
 
 std::string g_db_path;
-
-std::map<std::string, double>& NanosPerCall() {
-  static std::map<std::string, double> nanos;
-  return nanos;
-}
 
 std::string ParamPath(int group, int index) {
   char path[64];
@@ -174,18 +173,6 @@ void BM_RawSqliteAndRapidJson(benchmark::State& state) {
 BENCHMARK(BM_EmsStatusReport);
 BENCHMARK(BM_RawSqliteAndRapidJson);
 
-class TimeReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      // With repetitions the median stands for the benchmark.
-      if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
-      NanosPerCall()[run.run_name.str()] = run.GetAdjustedRealTime();
-    }
-  }
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -199,7 +186,7 @@ int main(int argc, char** argv) {
   Populate();
 
   benchmark::Initialize(&argc, argv);
-  TimeReporter reporter;
+  benchresults::MedianReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
   const double ours = NanosPerCall()["BM_EmsStatusReport"];

@@ -19,15 +19,14 @@
 #include "peripherals/PeripheralDeviceRewriter.h"
 #include "platform/vmCfg.h"
 
+#include "bench/BenchResults.h"
+
 namespace {
+
+using benchresults::NanosPerCall;
 
 constexpr int kFilters = 200;
 std::string g_document;
-
-std::map<std::string, double>& NanosPerCall() {
-  static std::map<std::string, double> nanos;
-  return nanos;
-}
 
 // A realistic mix: exact names, partial names, types, ids and choice lists.
 std::string MakeDocument() {
@@ -85,18 +84,6 @@ BENCHMARK(BM_RewriteConfigured200);
 BENCHMARK(BM_RewriteDefault200);
 BENCHMARK(BM_RawRapidJsonParse200);
 
-class TimeReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      // With repetitions the median stands for the benchmark.
-      if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
-      NanosPerCall()[run.run_name.str()] = run.GetAdjustedRealTime();
-    }
-  }
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -112,7 +99,7 @@ int main(int argc, char** argv) {
   if (PeripheralDeviceRewriter::Instance()->m_filters.size() != kFilters) return 1;
 
   benchmark::Initialize(&argc, argv);
-  TimeReporter reporter;
+  benchresults::MedianReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
   const double raw = NanosPerCall()["BM_RawRapidJsonParse200"];
