@@ -42,12 +42,12 @@ std::vector<std::string> Emulator() {
 }  // namespace
 
 RunningProgram::RunningProgram(const std::string& program, const std::vector<std::string>& args,
-                               const std::string& input) {
+                               const std::string& input, bool emulated) {
   char pattern[] = "/tmp/devmgmt-run-XXXXXX";
   if (mkdtemp(pattern) == nullptr) return;
   m_directory = pattern;
   { std::ofstream(m_directory + "/in", std::ios::binary) << input; }
-  std::vector<std::string> words = Emulator();
+  std::vector<std::string> words = emulated ? Emulator() : std::vector<std::string>();
   words.push_back(program);
   words.insert(words.end(), args.begin(), args.end());
   std::vector<char*> argv;
@@ -103,5 +103,11 @@ ProgramResult RunningProgram::Wait(int timeout_ms) {
 ProgramResult RunProgram(const std::string& program, const std::vector<std::string>& args,
                          const std::string& input) {
   RunningProgram running(program, args, input);
+  return running.Wait();
+}
+
+ProgramResult RunHostProgram(const std::vector<std::string>& argv) {
+  if (argv.empty()) return ProgramResult();
+  RunningProgram running(argv[0], std::vector<std::string>(argv.begin() + 1, argv.end()), "", false);
   return running.Wait();
 }

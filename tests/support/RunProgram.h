@@ -16,9 +16,11 @@ struct ProgramResult {
 
 class RunningProgram {
  public:
-  // Starts `program` with `args`; `input` becomes its standard input.
+  // Starts `program` with `args`; `input` becomes its standard input. A
+  // program of the build runs through the cross emulator (when there is
+  // one); a host program (`emulated` false) runs as it is.
   RunningProgram(const std::string& program, const std::vector<std::string>& args,
-                 const std::string& input = "");
+                 const std::string& input = "", bool emulated = true);
   ~RunningProgram();
   RunningProgram(const RunningProgram&) = delete;
   RunningProgram& operator=(const RunningProgram&) = delete;
@@ -36,5 +38,8 @@ class RunningProgram {
 
 ProgramResult RunProgram(const std::string& program, const std::vector<std::string>& args,
                          const std::string& input = "");
+
+// Runs a program of the host (argv[0], found on PATH), never emulated.
+ProgramResult RunHostProgram(const std::vector<std::string>& argv);
 
 #endif  // DEVMGMT_TESTS_SUPPORT_RUNPROGRAM_H_

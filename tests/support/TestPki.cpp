@@ -1,18 +1,16 @@
 #include "support/TestPki.h"
 
+#include "support/RunProgram.h"
+
 #include <openssl/bio.h>
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <sstream>
-
-extern char** environ;
 
 namespace testpki {
 
@@ -102,29 +100,9 @@ std::string OpensslProgram() {
 }
 
 bool RunProgram(const std::vector<std::string>& argv, std::string* out) {
-  std::vector<char*> args;
-  for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
-  args.push_back(nullptr);
-  int pipe_fds[2];
-  if (pipe(pipe_fds) != 0) return false;
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, pipe_fds[1], STDOUT_FILENO);
-  posix_spawn_file_actions_addclose(&actions, pipe_fds[0]);
-  pid_t pid = 0;
-  const int spawned = posix_spawn(&pid, args[0], &actions, nullptr, args.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  close(pipe_fds[1]);
-  std::string text;
-  char chunk[4096];
-  ssize_t got = 0;
-  while ((got = read(pipe_fds[0], chunk, sizeof chunk)) > 0) text.append(chunk, static_cast<size_t>(got));
-  close(pipe_fds[0]);
-  if (spawned != 0) return false;
-  int status = 0;
-  if (waitpid(pid, &status, 0) != pid) return false;
-  if (out != nullptr) *out = text;
-  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  const ProgramResult result = RunHostProgram(argv);
+  if (out != nullptr) *out = result.out;
+  return result.status == 0;
 }
 
 }  // namespace testpki
