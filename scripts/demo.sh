@@ -8,7 +8,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-DM_WITH_ARMHF=0 scripts/setup.sh
+scripts/setup.sh
 cmake --preset default >/dev/null
 cmake --build --preset default --target dmctl
 dmctl=build/default/tools/dmctl/dmctl
