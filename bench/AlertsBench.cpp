@@ -252,15 +252,9 @@ void MeasureRaiseToCard(int samples) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Debug lines off, as on a device in service: each would otherwise go to
-  // syslog (and where no syslog socket exists, cost a failed connect).
-  setenv("VM_LOG_LEVEL", "4", 0);
-  char directory[] = "/tmp/devmgmt-bench-XXXXXX";
-  if (mkdtemp(directory) == nullptr) return 1;
-  g_db_path = std::string(directory) + "/config.db";
-  setenv("VM_CFG_DB", g_db_path.c_str(), 1);
-  char probe[8];
-  vmCfgGetParam("device/name", probe, sizeof probe);  // creates the database before the baseline uses it
+  benchresults::ScratchDatabase database;
+  if (!database.ok()) return 1;
+  g_db_path = database.path();
 
   // First, while this process has no change watch yet: a forked child
   // would share it and the two would take each other's wake-ups.
@@ -282,7 +276,5 @@ int main(int argc, char** argv) {
     std::printf("card JSON write + read: %.0f ns, raw RapidJSON Writer + Document: %.0f ns, ratio %.2f\n", card,
                 raw_card, card / raw_card);
   }
-  std::error_code ignored;
-  std::filesystem::remove_all(directory, ignored);
   return 0;
 }

@@ -7,17 +7,53 @@
 #define DEVMGMT_BENCH_BENCHRESULTS_H_
 
 #include <benchmark/benchmark.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "platform/vmCfg.h"
+
 namespace benchresults {
+
+// A configuration database of the benchmark's own in a fresh folder, seeded
+// before the baselines open the same file, with debug lines off as on a
+// device in service. Only the process that made it removes it (benchmarks
+// fork helpers).
+class ScratchDatabase {
+ public:
+  ScratchDatabase() {
+    char directory[] = "/tmp/devmgmt-bench-XXXXXX";
+    if (mkdtemp(directory) == nullptr) return;
+    m_directory = directory;
+    m_path = m_directory + "/config.db";
+    setenv("VM_CFG_DB", m_path.c_str(), 1);
+    setenv("VM_LOG_LEVEL", "4", 0);
+    char probe[8];
+    vmCfgGetParam("device/name", probe, sizeof probe);
+  }
+  ~ScratchDatabase() {
+    std::error_code ignored;
+    if (!m_directory.empty() && getpid() == m_owner) std::filesystem::remove_all(m_directory, ignored);
+  }
+  ScratchDatabase(const ScratchDatabase&) = delete;
+  ScratchDatabase& operator=(const ScratchDatabase&) = delete;
+
+  bool ok() const { return !m_directory.empty(); }
+  const std::string& path() const { return m_path; }
+
+ private:
+  pid_t m_owner = getpid();
+  std::string m_directory;
+  std::string m_path;
+};
 
 // Real time per iteration (ns) of every benchmark that ran, by name; with
 // repetitions, the median stands for the benchmark.

@@ -141,12 +141,9 @@ void MeasureCrossProcessLatency(int samples) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  char directory[] = "/tmp/devmgmt-bench-XXXXXX";
-  if (mkdtemp(directory) == nullptr) return 1;
-  g_db_path = std::string(directory) + "/config.db";
-  setenv("VM_CFG_DB", g_db_path.c_str(), 1);
-  char probe[8];
-  vmCfgGetParam("device/name", probe, sizeof probe);  // creates the database before the baselines use it
+  benchresults::ScratchDatabase database;
+  if (!database.ok()) return 1;
+  g_db_path = database.path();
 
   benchmark::Initialize(&argc, argv);
   benchresults::MedianReporter reporter;
@@ -160,7 +157,5 @@ int main(int argc, char** argv) {
   ratio("BM_ConfigSet", "BM_RawSqliteUpsert");
   ratio("BM_ConfigGet", "BM_RawSqliteSelect");
   MeasureCrossProcessLatency(300);
-  std::error_code ignored;
-  std::filesystem::remove_all(directory, ignored);
   return 0;
 }

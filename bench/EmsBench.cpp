@@ -176,13 +176,9 @@ BENCHMARK(BM_RawSqliteAndRapidJson);
 }  // namespace
 
 int main(int argc, char** argv) {
-  char directory[] = "/tmp/devmgmt-bench-XXXXXX";
-  if (mkdtemp(directory) == nullptr) return 1;
-  g_db_path = std::string(directory) + "/config.db";
-  setenv("VM_CFG_DB", g_db_path.c_str(), 1);
-  setenv("VM_LOG_LEVEL", "4", 1);  // keep the builder's debug lines out of syslog
-  char probe[8];
-  vmCfgGetParam("device/name", probe, sizeof probe);  // creates and seeds the database
+  benchresults::ScratchDatabase database;
+  if (!database.ok()) return 1;
+  g_db_path = database.path();
   Populate();
 
   benchmark::Initialize(&argc, argv);
@@ -195,7 +191,5 @@ int main(int argc, char** argv) {
     std::printf("status report (50 paths, 10,000 parameters): %.0f us, raw SQLite + RapidJSON: %.0f us, ratio %.2f\n",
                 ours / 1000, raw / 1000, ours / raw);
   }
-  std::error_code ignored;
-  std::filesystem::remove_all(directory, ignored);
   return 0;
 }
