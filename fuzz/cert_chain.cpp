@@ -16,14 +16,11 @@
 // generated (issuer text to the certificate with that subject, until a
 // prefix of the root's subject), wherever that walk is unambiguous.
 #include <openssl/evp.h>
-#include <openssl/pem.h>
 #include <openssl/x509.h>
 
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <map>
-#include <memory>
 #include <set>
 #include <string>
 #include <system_error>
@@ -31,26 +28,22 @@
 
 #include "fuzz/FuzzSupport.h"
 #include "state/SCEPEnrollUtility.h"
+#include "support/TestPki.h"
 
 namespace {
 
 constexpr size_t kMaxItems = 24;
 constexpr size_t kMaxNameLength = 300;
 
-struct X509Free {
-  void operator()(X509* cert) const { X509_free(cert); }
-};
-using CertPtr = std::unique_ptr<X509, X509Free>;
-
 // One key signs every certificate: the walk compares names only, and a
 // fresh key per input would cost more than the walk.
 EVP_PKEY* SigningKey() {
-  static EVP_PKEY* key = [] {
-    EVP_PKEY* made = EVP_EC_gen("P-256");
-    if (made == nullptr) fuzz::Fail("EC key generation");
+  static const testpki::Key key = [] {
+    testpki::Key made = testpki::NewEcKey();
+    if (!made) fuzz::Fail("EC key generation");
     return made;
   }();
-  return key;
+  return key.get();
 }
 
 std::vector<std::string> Split(const std::string& line, size_t maxFields) {
@@ -89,8 +82,8 @@ std::string OneLine(const X509_NAME* name) {
   return text;
 }
 
-CertPtr MakeCert(X509_NAME* subject, X509_NAME* issuer) {
-  CertPtr cert(X509_new());
+testpki::Cert MakeCert(X509_NAME* subject, X509_NAME* issuer) {
+  testpki::Cert cert(X509_new());
   X509_set_version(cert.get(), 2);
   ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), 1);
   X509_gmtime_adj(X509_getm_notBefore(cert.get()), -3600);
@@ -103,18 +96,14 @@ CertPtr MakeCert(X509_NAME* subject, X509_NAME* issuer) {
 }
 
 void WriteCert(const std::string& path, X509* cert, bool pem) {
-  std::FILE* file = std::fopen(path.c_str(), "wb");
-  if (file == nullptr) fuzz::Fail("cannot create certificate file");
-  const int written = pem ? PEM_write_X509(file, cert) : i2d_X509_fp(file, cert);
-  std::fclose(file);
-  if (written != 1) fuzz::Fail("cannot write certificate file");
+  if (!(pem ? testpki::WriteCertPem(path, cert) : testpki::WriteCertDer(path, cert))) {
+    fuzz::Fail("cannot write certificate file");
+  }
 }
 
-void WriteBytes(const std::string& path, const std::string& bytes) {
-  std::FILE* file = std::fopen(path.c_str(), "wb");
-  if (file == nullptr) fuzz::Fail("cannot create file");
-  if (!bytes.empty() && std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size()) fuzz::Fail("short write");
-  std::fclose(file);
+// `name` is relative to the scratch folder.
+void WriteBytes(const std::string& name, const std::string& bytes) {
+  fuzz::WriteFile(name, reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
 }
 
 // A usable single path component: no '/', no NUL, not "." or "..", not
@@ -188,7 +177,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       if (fields.size() < 3 || names.empty()) continue;
       X509_NAME* subject = nameAt(fields[0]);
       X509_NAME* issuer = nameAt(fields[1]);
-      CertPtr cert = MakeCert(subject, issuer);
+      testpki::Cert cert = MakeCert(subject, issuer);
       const bool device = kind == 'D';
       const bool pem = fields[2] != "D";
       WriteCert(dir + (device ? "/device.crt" : "/CAROOT.crt"), cert.get(), pem);
@@ -201,7 +190,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       if (!usedFiles.insert(file).second) continue;
       X509_NAME* subject = nameAt(fields[1]);
       X509_NAME* issuer = nameAt(fields[2]);
-      CertPtr cert = MakeCert(subject, issuer);
+      testpki::Cert cert = MakeCert(subject, issuer);
       const bool pem = fields[3] != "D";
       WriteCert(caDir + file, cert.get(), pem);
       // DER files, and paths that do not fit the walk's buffer, are skipped.
@@ -216,14 +205,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       const std::string file = FileName(fields[0], items);
       if (kind == 'X') {
         if (!usedFiles.insert(file).second) continue;
-        WriteBytes(caDir + file, fields[1]);
+        WriteBytes("chain/CAcerts/" + file, fields[1]);
         // Bytes that happen to load as a certificate are outside the model.
         if (certificate_openssl* loaded = get_certificate((caDir + file).c_str())) {
           cert_crypto_destroy(loaded);
           model.ambiguous = true;
         }
       } else if (file == "device.crt" || file == "CAROOT.crt") {
-        WriteBytes(dir + "/" + file, fields[1]);
+        WriteBytes("chain/" + file, fields[1]);
         (file == "device.crt" ? model.device_issuer : model.root_subject).clear();
         if (certificate_openssl* loaded = get_certificate((dir + "/" + file).c_str())) {
           cert_crypto_destroy(loaded);

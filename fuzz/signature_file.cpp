@@ -1,31 +1,22 @@
 // Signed files and signature files come from the network. The split must cut
 // exactly the trailer's signature, or change nothing; a signature file of
 // any content must decode without harm and never verify by chance.
-#include <openssl/evp.h>
-#include <openssl/pem.h>
-#include <openssl/rsa.h>
 
 #include <cstring>
 #include <string>
 
 #include "fuzz/FuzzSupport.h"
 #include "security/SignatureVerifier.h"
+#include "support/TestPki.h"
 
 namespace {
 
 // A public key made once per process (its private half is never needed).
 const std::string& PublicKeyPem() {
   static const std::string pem = [] {
-    EVP_PKEY* key = EVP_RSA_gen(2048);
-    if (key == nullptr) fuzz::Fail("EVP_RSA_gen");
-    BIO* bio = BIO_new(BIO_s_mem());
-    PEM_write_bio_PUBKEY(bio, key);
-    char* text = nullptr;
-    const long length = BIO_get_mem_data(bio, &text);
-    std::string out(text, static_cast<size_t>(length));
-    BIO_free(bio);
-    EVP_PKEY_free(key);
-    return out;
+    const testpki::Key key = testpki::NewRsaKey(2048);
+    if (!key) fuzz::Fail("RSA key generation");
+    return testpki::PublicKeyPem(key.get());
   }();
   return pem;
 }
