@@ -68,6 +68,24 @@ bool IsFree(const Table& table, int index) {
   return name == nullptr || name[0] == '\0';
 }
 
+// Empties every field of slot `index`. The name goes last: the slot is free
+// only once everything else is gone.
+int ClearSlot(const char* function, const Table& table, int index) {
+  return WriteSlot(function, table, index,
+                   {{table.setAddInfo1, kEmpty},
+                    {table.setAddInfo2, kEmpty},
+                    {table.setCategory, kEmpty},
+                    {table.setDescription, kEmpty},
+                    {table.setTime, kEmpty},
+                    {table.setType, 0},
+                    {table.setProbableCause, 0},
+                    {table.setSeverity, 0},
+                    {table.setConfirmation, 0},
+                    {table.setUi, 0},
+                    {table.setSource, kEmpty},
+                    {table.setName, kEmpty}});
+}
+
 int FindEmptyEntry(const char* function, const Table& table) {
   for (int i = 0; i < AlertManager::kSlots; ++i) {
     if (IsFree(table, i)) {
@@ -350,21 +368,7 @@ int AlertManager::DeleteAlert(const std::string& name, const std::string& source
   const int i = FindAlertIndex(name, source);
   if (i < 0) return -1;
   ALERT_LOG(LOG_DEBUG, "Delete alarm, name: >>%s<<, source: >>%s<< from entry: %d", name.c_str(), source.c_str(), i);
-  // The name goes last: the slot is free only once everything else is gone.
-  const int rc = WriteSlot(__func__, kAlarms, i,
-                           {{kAlarms.setAddInfo1, kEmpty},
-                            {kAlarms.setAddInfo2, kEmpty},
-                            {kAlarms.setCategory, kEmpty},
-                            {kAlarms.setDescription, kEmpty},
-                            {kAlarms.setTime, kEmpty},
-                            {kAlarms.setType, 0},
-                            {kAlarms.setProbableCause, 0},
-                            {kAlarms.setSeverity, 0},
-                            {kAlarms.setConfirmation, 0},
-                            {kAlarms.setUi, 0},
-                            {kAlarms.setSource, kEmpty},
-                            {kAlarms.setName, kEmpty}});
-  return rc == VM_CFG_OK ? i : -1;
+  return ClearSlot(__func__, kAlarms, i) == VM_CFG_OK ? i : -1;
 }
 
 int AlertManager::DeleteEvent(const std::string& name, const std::string& source) {
@@ -372,20 +376,7 @@ int AlertManager::DeleteEvent(const std::string& name, const std::string& source
   for (int i : FindEventIndices(name, source)) {
     ALERT_LOG(LOG_DEBUG, "Delete event, name: >>%s<<, source: >>%s<< from entry: %d", name.c_str(), source.c_str(),
               i);
-    const int rc = WriteSlot(__func__, kEvents, i,
-                             {{kEvents.setAddInfo1, kEmpty},
-                              {kEvents.setAddInfo2, kEmpty},
-                              {kEvents.setCategory, kEmpty},
-                              {kEvents.setDescription, kEmpty},
-                              {kEvents.setTime, kEmpty},
-                              {kEvents.setType, 0},
-                              {kEvents.setProbableCause, 0},
-                              {kEvents.setSeverity, 0},
-                              {kEvents.setConfirmation, 0},
-                              {kEvents.setUi, 0},
-                              {kEvents.setSource, kEmpty},
-                              {kEvents.setName, kEmpty}});
-    if (rc != VM_CFG_OK) return -1;
+    if (ClearSlot(__func__, kEvents, i) != VM_CFG_OK) return -1;
     last = i;
   }
   return last;
