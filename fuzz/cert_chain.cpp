@@ -127,7 +127,9 @@ struct Model {
 
 int Expected(const Model& model) {
   if (model.device_issuer.empty() || model.root_subject.empty()) return 0;
-  const auto matchesRoot = [&](const std::string& name) { return model.root_subject.compare(0, name.size(), name) == 0; };
+  const auto matchesRoot = [&](const std::string& name) {
+    return model.root_subject.compare(0, name.size(), name) == 0;
+  };
   std::string current = model.device_issuer;
   std::set<std::string> seen;
   while (!matchesRoot(current)) {
