@@ -260,10 +260,7 @@ int main(int argc, char** argv) {
   // would share it and the two would take each other's wake-ups.
   MeasureStartup(30);
   MeasureRaiseToCard(200);
-  benchmark::Initialize(&argc, argv);
-  benchresults::MedianReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
+  benchresults::RunBenchmarks(&argc, argv);
   const double ours = NanosPerCall()["BM_AlertManagerSetAlert"];
   const double raw = NanosPerCall()["BM_RawSqlite12Upserts"];
   if (ours > 0 && raw > 0) {

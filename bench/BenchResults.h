@@ -62,18 +62,29 @@ inline std::map<std::string, double>& NanosPerCall() {
   return nanos;
 }
 
-// The console table, and NanosPerCall filled as runs are reported, so that a
-// program can print its ratios after RunSpecifiedBenchmarks.
+// The console table, and NanosPerCall filled as runs are reported (in ns
+// whatever unit the table shows), so that a program can print its ratios
+// after RunSpecifiedBenchmarks.
 class MedianReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
       if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
-      NanosPerCall()[run.run_name.str()] = run.GetAdjustedRealTime();
+      const double iterations = static_cast<double>(run.iterations != 0 ? run.iterations : 1);
+      NanosPerCall()[run.run_name.str()] = run.real_accumulated_time * 1e9 / iterations;
     }
   }
 };
+
+// Parses the benchmark flags and runs the registered benchmarks through a
+// MedianReporter.
+inline void RunBenchmarks(int* argc, char** argv) {
+  benchmark::Initialize(argc, argv);
+  MedianReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  benchmark::Shutdown();
+}
 
 // A clock that processes share (steady_clock is system-wide), for latencies
 // measured across processes.

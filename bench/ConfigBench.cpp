@@ -145,10 +145,7 @@ int main(int argc, char** argv) {
   if (!database.ok()) return 1;
   g_db_path = database.path();
 
-  benchmark::Initialize(&argc, argv);
-  benchresults::MedianReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
+  benchresults::RunBenchmarks(&argc, argv);
   const auto ratio = [](const char* ours, const char* raw) {
     const double a = NanosPerCall()[ours];
     const double b = NanosPerCall()[raw];

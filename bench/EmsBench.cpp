@@ -181,10 +181,7 @@ int main(int argc, char** argv) {
   g_db_path = database.path();
   Populate();
 
-  benchmark::Initialize(&argc, argv);
-  benchresults::MedianReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
+  benchresults::RunBenchmarks(&argc, argv);
   const double ours = NanosPerCall()["BM_EmsStatusReport"];
   const double raw = NanosPerCall()["BM_RawSqliteAndRapidJson"];
   if (ours > 0 && raw > 0) {

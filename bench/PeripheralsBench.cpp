@@ -98,10 +98,7 @@ int main(int argc, char** argv) {
   setenv(PeripheralDeviceRewriter::DEFAULT_FILTERS_ENV, defaults.c_str(), 1);
   if (PeripheralDeviceRewriter::Instance()->m_filters.size() != kFilters) return 1;
 
-  benchmark::Initialize(&argc, argv);
-  benchresults::MedianReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
+  benchresults::RunBenchmarks(&argc, argv);
   const double raw = NanosPerCall()["BM_RawRapidJsonParse200"];
   for (const char* ours : {"BM_RewriteConfigured200", "BM_RewriteDefault200"}) {
     const double ns = NanosPerCall()[ours];

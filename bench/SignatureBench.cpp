@@ -14,10 +14,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <map>
 #include <string>
 #include <vector>
 
+#include "bench/BenchResults.h"
 #include "platform/vmLog.h"
 #include "platform/vmUtils.h"
 #include "security/SignatureVerifier.h"
@@ -39,10 +39,7 @@ std::string g_signed;
 std::string g_openssl;
 std::string g_trailer_block;  // base64 signature + 8-byte length, appended to the payload
 
-std::map<std::string, double>& SecondsPerRun() {
-  static std::map<std::string, double> seconds;
-  return seconds;
-}
+double SecondsPerCall(const char* name) { return benchresults::NanosPerCall()[name] / 1e9; }
 
 long PeakRssKiB() {
   rusage usage{};
@@ -160,19 +157,6 @@ BENCHMARK(BM_SignatureVerifierVerify)->Unit(benchmark::kMillisecond)->Iterations
 BENCHMARK(BM_OpensslDgstSha256)->Unit(benchmark::kMillisecond)->Iterations(4)->UseRealTime();
 BENCHMARK(BM_ExtractSignature)->Unit(benchmark::kMicrosecond)->Iterations(50)->UseRealTime();
 
-class TimeReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      // With repetitions the median stands for the benchmark.
-      if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
-      SecondsPerRun()[run.run_name.str()] =
-          run.real_accumulated_time / static_cast<double>(run.iterations ? run.iterations : 1);
-    }
-  }
-};
-
 // The library logs each step at notice level; keep the
 // console for the figures.
 void QuietSink(const vm_log_record*, void*) {}
@@ -207,22 +191,19 @@ int main(int argc, char** argv) {
   g_openssl = testpki::OpensslProgram();
 
   const long rss_before = PeakRssKiB();
-  benchmark::Initialize(&argc, argv);
-  TimeReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
+  benchresults::RunBenchmarks(&argc, argv);
 
   const double mib = static_cast<double>(kPayloadSize) / (1 << 20);
   const auto line = [&](const char* ours, const char* base) {
-    const double a = SecondsPerRun()[ours];
-    const double b = SecondsPerRun()[base];
+    const double a = SecondsPerCall(ours);
+    const double b = SecondsPerCall(base);
     if (a > 0 && b > 0) {
       std::printf("%s: %.0f MiB/s, %s: %.0f MiB/s, time ratio %.2f\n", ours, mib / a, base, mib / b, a / b);
     }
   };
   line("BM_VmVerifySignature/iterations:4/real_time", "BM_OpensslDgstSha256/iterations:4/real_time");
   line("BM_SignatureVerifierVerify/iterations:4/real_time", "BM_OpensslDgstSha256/iterations:4/real_time");
-  const double split = SecondsPerRun()["BM_ExtractSignature/iterations:50/real_time"];
+  const double split = SecondsPerCall("BM_ExtractSignature/iterations:50/real_time");
   std::printf("extract_signature on a %.0f MiB file: %.1f us per split (copies the signature only)\n", mib,
               split * 1e6);
   std::printf("peak RSS: %ld KiB before the runs, %ld KiB after (payload %.0f MiB, streamed)\n", rss_before,
