@@ -8,7 +8,6 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 #include <sqlite3.h>
-#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -157,8 +156,6 @@ BENCHMARK(BM_CardJsonWriteRead);
 BENCHMARK(BM_CardBuildWriteRead);
 BENCHMARK(BM_RawRapidJsonCard);
 
-int g_report_fd = -1;
-
 // In the card process, called when "command/card" changes: the card's text
 // is the raiser's clock at the raise (steady_clock is system-wide).
 int ReportCardLatency(char** /*paths*/, int /*count*/) {
@@ -166,22 +163,16 @@ int ReportCardLatency(char** /*paths*/, int /*count*/) {
   if (vmCfgGetParam("command/card", card, sizeof card) != VM_CFG_OK) return 0;
   const char* text = std::strstr(card, "\"text\":\"");
   if (text == nullptr) return 0;
-  const int64_t latency = NowNanos() - std::atoll(text + 8);
-  if (write(g_report_fd, &latency, sizeof latency) < 0) _exit(1);
+  benchresults::ReportingChild::Report(NowNanos() - std::atoll(text + 8));
   return 0;
 }
 
 // Raises an alarm whose card text is the current clock and waits for the
 // card process to report its card. Microseconds, or -1.
-double RaiseAndAwaitCard(int fd) {
+double RaiseAndAwaitCard(const benchresults::ReportingChild& shower) {
   const std::string now = std::to_string(NowNanos());
   if (AlertManager_SetAlert("BenchCard", "bench", 2, "[AI1]", now.c_str(), nullptr, nullptr, 0, 0, 2) != 0) return -1;
-  pollfd ready = {fd, POLLIN, 0};
-  int64_t latency = 0;
-  if (poll(&ready, 1, 5000) != 1 || read(fd, &latency, sizeof latency) != static_cast<ssize_t>(sizeof latency)) {
-    return -1;
-  }
-  return static_cast<double>(latency) / 1000.0;
+  return shower.NextMicros(5000);
 }
 
 // Each sample is a fresh process (the manager and the notifier are
@@ -213,30 +204,16 @@ void MeasureStartup(int samples) {
 }
 
 void MeasureRaiseToCard(int samples) {
-  int fds[2];
-  int ready[2];
-  if (pipe(fds) != 0 || pipe(ready) != 0) return;
-  const pid_t shower = fork();
-  if (shower == 0) {
-    close(fds[0]);
-    close(ready[0]);
-    g_report_fd = fds[1];
+  const benchresults::ReportingChild shower([] {
     AlertUINotifier::GetInstance()->Init();
     ConfigManager::Instance()->registerMultiConfigPathsChangeCallback({"command/card"}, ReportCardLatency);
     ConfigManager::Instance()->startDeliveryThread();
-    const char go = 1;
-    if (write(ready[1], &go, 1) != 1) _exit(1);
-    pause();  // killed by the parent
-    _exit(0);
-  }
-  close(fds[1]);
-  close(ready[1]);
-  char go = 0;
-  if (read(ready[0], &go, 1) != 1) return;
-  RaiseAndAwaitCard(fds[0]);  // builds this process's tables first
+  });
+  if (!shower.ok()) return;
+  RaiseAndAwaitCard(shower);  // builds this process's tables first
   std::vector<double> micros;
   for (int i = 0; i < samples; ++i) {
-    const double latency = RaiseAndAwaitCard(fds[0]);
+    const double latency = RaiseAndAwaitCard(shower);
     if (latency < 0) {
       std::printf("raise -> card: sample %d lost\n", i);
       break;
@@ -244,8 +221,6 @@ void MeasureRaiseToCard(int samples) {
     micros.push_back(latency);
     usleep(2000);
   }
-  kill(shower, SIGKILL);
-  waitpid(shower, nullptr, 0);
   benchresults::EmitSamples("alarm_raise_to_card", micros);
 }
 

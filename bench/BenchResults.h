@@ -7,6 +7,9 @@
 #define DEVMGMT_BENCH_BENCHRESULTS_H_
 
 #include <benchmark/benchmark.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,6 +18,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -92,6 +96,81 @@ inline int64_t NowNanos() {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
       .count();
 }
+
+// A helper process for latencies measured across processes. It runs `setup`
+// (which registers the callbacks that call Report), then sleeps until the
+// object goes and kills it. Fork it before this process starts threads or
+// change watches of its own: the child would share them.
+class ReportingChild {
+ public:
+  // Returns once the child has run `setup`; ok() is false when it did not.
+  explicit ReportingChild(const std::function<void()>& setup) {
+    int reports[2];
+    int ready[2];
+    if (pipe(reports) != 0) return;
+    if (pipe(ready) != 0) {
+      close(reports[0]);
+      close(reports[1]);
+      return;
+    }
+    pid_ = fork();
+    if (pid_ == 0) {
+      close(reports[0]);
+      close(ready[0]);
+      ReportFd() = reports[1];
+      setup();
+      const char go = 1;
+      if (write(ready[1], &go, 1) != 1) _exit(1);
+      for (;;) pause();  // killed by the parent
+    }
+    close(reports[1]);
+    close(ready[1]);
+    read_fd_ = reports[0];
+    char go = 0;
+    const bool started = pid_ > 0 && read(ready[0], &go, 1) == 1;
+    close(ready[0]);
+    if (!started) Stop();
+  }
+  ~ReportingChild() { Stop(); }
+  ReportingChild(const ReportingChild&) = delete;
+  ReportingChild& operator=(const ReportingChild&) = delete;
+
+  bool ok() const { return pid_ > 0; }
+
+  // In the child, from a callback: sends one latency (ns) to the parent.
+  static void Report(int64_t nanos) {
+    if (write(ReportFd(), &nanos, sizeof nanos) != static_cast<ssize_t>(sizeof nanos)) _exit(1);
+  }
+
+  // In the parent: the next latency reported, in microseconds; -1 when none
+  // comes within `timeout_ms`.
+  double NextMicros(int timeout_ms) const {
+    pollfd ready = {read_fd_, POLLIN, 0};
+    int64_t nanos = 0;
+    if (poll(&ready, 1, timeout_ms) != 1) return -1;
+    if (read(read_fd_, &nanos, sizeof nanos) != static_cast<ssize_t>(sizeof nanos)) return -1;
+    return static_cast<double>(nanos) / 1000.0;
+  }
+
+ private:
+  static int& ReportFd() {
+    static int fd = -1;
+    return fd;
+  }
+
+  void Stop() {
+    if (pid_ > 0) {
+      kill(pid_, SIGKILL);
+      waitpid(pid_, nullptr, 0);
+    }
+    pid_ = -1;
+    if (read_fd_ >= 0) close(read_fd_);
+    read_fd_ = -1;
+  }
+
+  pid_t pid_ = -1;
+  int read_fd_ = -1;
+};
 
 // Median and 99th percentile of `micros` (sorted here), printed and, when
 // DM_BENCH_RESULTS is set, appended as {"name", "unit", "median", "p99",

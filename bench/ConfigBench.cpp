@@ -3,7 +3,6 @@
 // change callback in another.
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -91,50 +90,31 @@ BENCHMARK(BM_RawSqliteUpsert);
 BENCHMARK(BM_ConfigGet);
 BENCHMARK(BM_RawSqliteSelect);
 
-int g_report_fd = -1;
-
 // In the listening process: the value written is the writer's clock.
 int ReportLatency(char** paths, int count) {
   char value[32];
   for (int i = 0; i < count; ++i) {
     if (vmCfgGetParam(paths[i], value, sizeof value) != VM_CFG_OK) continue;
-    const int64_t latency = NowNanos() - std::atoll(value);
-    if (write(g_report_fd, &latency, sizeof latency) < 0) _exit(1);
+    benchresults::ReportingChild::Report(NowNanos() - std::atoll(value));
   }
   return 0;
 }
 
 void MeasureCrossProcessLatency(int samples) {
-  int fds[2];
-  int ready[2];
-  if (pipe(fds) != 0 || pipe(ready) != 0) return;
-  const pid_t listener = fork();
-  if (listener == 0) {
-    close(fds[0]);
-    close(ready[0]);
-    g_report_fd = fds[1];
+  const benchresults::ReportingChild listener([] {
     ConfigManager* manager = ConfigManager::Instance();
     manager->registerMultiConfigPathsChangeCallback({"bench/latency"}, ReportLatency);
     manager->startDeliveryThread();
-    const char go = 1;
-    if (write(ready[1], &go, 1) != 1) _exit(1);
-    pause();  // killed by the parent
-    _exit(0);
-  }
-  close(fds[1]);
-  close(ready[1]);
-  char go = 0;
-  if (read(ready[0], &go, 1) != 1) return;
+  });
+  if (!listener.ok()) return;
   std::vector<double> micros;
   for (int i = 0; i < samples; ++i) {
     vmCfgSetParam("bench/latency", std::to_string(NowNanos()).c_str());
-    int64_t latency = 0;
-    if (read(fds[0], &latency, sizeof latency) != static_cast<ssize_t>(sizeof latency)) break;
-    micros.push_back(static_cast<double>(latency) / 1000.0);
+    const double latency = listener.NextMicros(5000);
+    if (latency < 0) break;
+    micros.push_back(latency);
     usleep(2000);
   }
-  kill(listener, SIGKILL);
-  waitpid(listener, nullptr, 0);
   benchresults::EmitSamples("config_write_to_callback", micros);
 }
 
