@@ -41,6 +41,20 @@ set(DM_PUBLIC_HEADERS
   state/devmgmt_state.h state/CertAcquisition.h state/SCEPEnrollUtility.h state/uSystemState.h
   security/devmgmt_security.h security/SignatureVerifier.h
 )
+# Headers for the library's own units only.
+set(DM_INTERNAL_HEADERS alerts/AlertManagerLog.h alerts/AlertSlots.h peripherals/PeripheralUtils.h
+                        state/CertLog.h)
+# A new header must be put on one list or the other, so none ships, or is
+# left out, by accident.
+file(GLOB dm_headers RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/*.h
+     ${PROJECT_SOURCE_DIR}/platform/*.h ${PROJECT_SOURCE_DIR}/events/*.h ${PROJECT_SOURCE_DIR}/events/auth/*.h
+     ${PROJECT_SOURCE_DIR}/ems/*.h ${PROJECT_SOURCE_DIR}/alerts/*.h ${PROJECT_SOURCE_DIR}/peripherals/*.h
+     ${PROJECT_SOURCE_DIR}/state/*.h ${PROJECT_SOURCE_DIR}/security/*.h)
+foreach(header IN LISTS dm_headers)
+  if(NOT header IN_LIST DM_PUBLIC_HEADERS AND NOT header IN_LIST DM_INTERNAL_HEADERS)
+    message(FATAL_ERROR "${header}: add it to DM_PUBLIC_HEADERS or DM_INTERNAL_HEADERS in cmake/Install.cmake")
+  endif()
+endforeach()
 foreach(header IN LISTS DM_PUBLIC_HEADERS)
   get_filename_component(folder ${header} DIRECTORY)
   install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/devmgmt/${folder} COMPONENT dev)

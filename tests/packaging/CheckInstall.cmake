@@ -4,7 +4,8 @@
 #   MODE=deb      cpack's Debian packages, unpacked into a root with dpkg-deb
 #                 (the files apt would install), checked with lintian; for a
 #                 cross build (CROSS=ON) only the packages are checked
-# Arguments: MODE, BUILD_DIR, SOURCE_DIR (the consumers), WORK_DIR, CC, CXX, CROSS.
+# Arguments: MODE, BUILD_DIR, SOURCE_DIR (the consumers), WORK_DIR, CC, CXX, CROSS,
+# INTERNAL_HEADERS (comma-separated).
 cmake_minimum_required(VERSION 3.22)
 file(REMOVE_RECURSE ${WORK_DIR})
 function(run)
@@ -55,8 +56,9 @@ foreach(file bin/dmctl include/devmgmt/devmgmt.h include/devmgmt/platform/vmCfgS
   endif()
 endforeach()
 file(GLOB_RECURSE headers RELATIVE ${prefix}/include/devmgmt ${prefix}/include/devmgmt/*.h)
-foreach(internal alerts/AlertSlots.h alerts/AlertManagerLog.h state/CertLog.h peripherals/PeripheralUtils.h)
-  if(${internal} IN_LIST headers)
+string(REPLACE "," ";" internal_headers "${INTERNAL_HEADERS}")
+foreach(internal IN LISTS internal_headers)
+  if(internal IN_LIST headers)
     message(FATAL_ERROR "an internal header was installed: ${internal}")
   endif()
 endforeach()
