@@ -4,7 +4,7 @@
 #   MODE=deb      cpack's Debian packages, unpacked into a root with dpkg-deb
 #                 (the files apt would install), checked with lintian; for a
 #                 cross build (CROSS=ON) only the packages are checked
-# Arguments: MODE, BUILD_DIR, SOURCE_DIR (the consumers), WORK_DIR, CC, CXX, CROSS,
+# Arguments: MODE, BUILD_DIR, NM, SOURCE_DIR (the consumers), WORK_DIR, CC, CXX, CROSS,
 # INTERNAL_HEADERS (comma-separated).
 cmake_minimum_required(VERSION 3.22)
 file(REMOVE_RECURSE ${WORK_DIR})
@@ -27,7 +27,7 @@ else()
   if(NOT count EQUAL 4)
     message(FATAL_ERROR "expected 4 packages, got: ${debs}")
   endif()
-  run(lintian --fail-on error --suppress-tags binary-without-manpage ${debs})
+  run(lintian --fail-on error ${debs})
   foreach(deb IN LISTS debs)
     run(dpkg-deb -x ${deb} ${WORK_DIR}/root)
     run(dpkg-deb -f ${deb} Package Depends)
@@ -60,6 +60,22 @@ string(REPLACE "," ";" internal_headers "${INTERNAL_HEADERS}")
 foreach(internal IN LISTS internal_headers)
   if(internal IN_LIST headers)
     message(FATAL_ERROR "an internal header was installed: ${internal}")
+  endif()
+endforeach()
+
+# Every unmangled function of the library is declared for C programs.
+file(READ ${prefix}/include/devmgmt/devmgmt.h c_headers)
+file(GLOB c_header_files ${prefix}/include/devmgmt/*/devmgmt_*.h ${prefix}/include/devmgmt/state/SCEPEnrollUtility.h)
+foreach(file IN LISTS c_header_files)
+  file(READ ${file} text)
+  string(APPEND c_headers "${text}")
+endforeach()
+run(${NM} -D --defined-only ${libdir}/libdevmgmt.so)
+string(REGEX MATCHALL "[0-9a-f]+ T [A-Za-z][A-Za-z0-9_]*\n" functions "${last_output}")
+foreach(line IN LISTS functions)
+  string(REGEX REPLACE "^[0-9a-f]+ T ([A-Za-z0-9_]+)\n$" "\\1" name "${line}")
+  if(NOT c_headers MATCHES "[ *]${name}\\(")
+    message(FATAL_ERROR "${name} is exported but no C header declares it")
   endif()
 endforeach()
 
