@@ -4,7 +4,7 @@
 #   MODE=deb      cpack's Debian packages, unpacked into a root with dpkg-deb
 #                 (the files apt would install), checked with lintian; for a
 #                 cross build (CROSS=ON) only the packages are checked
-# Arguments: MODE, BUILD_DIR, NM, SOURCE_DIR (the consumers), WORK_DIR, CC, CXX, CROSS,
+# Arguments: MODE, BUILD_DIR, NM, CPACK, SOURCE_DIR (the consumers), WORK_DIR, CC, CXX, CROSS,
 # INTERNAL_HEADERS (comma-separated).
 cmake_minimum_required(VERSION 3.22)
 file(REMOVE_RECURSE ${WORK_DIR})
@@ -21,7 +21,7 @@ if(MODE STREQUAL "install")
   run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
   set(libdir ${prefix}/lib)
 else()
-  run(cpack -G DEB --config ${BUILD_DIR}/CPackConfig.cmake -B ${WORK_DIR}/debs)
+  run(${CPACK} -G DEB --config ${BUILD_DIR}/CPackConfig.cmake -B ${WORK_DIR}/debs)
   file(GLOB debs ${WORK_DIR}/debs/*.deb)
   list(LENGTH debs count)
   if(NOT count EQUAL 4)
