@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "alerts/AlertManager.h"
 #include "state/uSystemState.h"
