@@ -1,5 +1,6 @@
-// The alarm and event tables of the device, and the flat functions that
-// raise, clear and add entries from any process.
+// The alarm and event tables of the device. The flat functions that raise,
+// clear and add entries from any process, C included, are in
+// alerts/devmgmt_alerts.h.
 //
 // Both tables have 20 slots kept in the configuration database, one
 // parameter per field ("status/alarm/%d/%s", "status/event/%d/%s"). Each
@@ -20,6 +21,7 @@
 
 #include "alerts/AlertObserver.h"
 #include "alerts/SystemAlert.h"
+#include "alerts/devmgmt_alerts.h"
 #include "platform/DmExport.h"
 
 class ConfigManager;
@@ -131,11 +133,10 @@ class DM_EXPORT AlertManager {
   static int OpenRemoteAlertsCb(char** paths, int count);
   void OpenRemoteAlerts();
 
-  // The change masks of a slot (tests and diagnostics); 0 out of range.
-  int GetChangeAlertFlag(int index) const;
-  int GetChangeEventFlag(int index) const;
-
  private:
+  // Tests read the change masks through it (tests/alerts/AlertTestSupport.h).
+  friend struct AlertManagerTesting;
+
   AlertManager();
   ~AlertManager();
   AlertManager(const AlertManager&) = delete;
@@ -155,25 +156,5 @@ class DM_EXPORT AlertManager {
   bool m_alertSlotSkipped[kSlots] = {};
   bool m_eventSlotSkipped[kSlots] = {};
 };
-
-extern "C" {
-
-// Raise or update an alarm. A null description, additional info or category
-// leaves that field empty. -1 for a null name or source, else SetAlert's result.
-DM_EXPORT int AlertManager_SetAlert(const char* name, const char* source, int severity,
-                                    const char* description, const char* additionalInfo1,
-                                    const char* additionalInfo2, const char* category, int type,
-                                    int probable_cause, int ui_notification);
-// An alarm with only name, source and severity (no card).
-DM_EXPORT int AlertManager_SetBasicAlert(const char* name, const char* source, int severity);
-DM_EXPORT int AlertManager_ClearAlert(const char* name, const char* source);
-// As the alarm functions, for events; the slot used on success.
-DM_EXPORT int AlertManager_SetEvent(const char* name, const char* source, int severity,
-                                    const char* description, const char* additionalInfo1,
-                                    const char* additionalInfo2, const char* category, int type,
-                                    int probable_cause, int ui_notification);
-DM_EXPORT int AlertManager_SetBasicEvent(const char* name, const char* source, int severity);
-
-}  // extern "C"
 
 #endif  // DEVMGMT_ALERTS_ALERTMANAGER_H_

@@ -354,11 +354,3 @@ int AlertManager::OpenRemoteAlertsCb(char** /*paths*/, int /*count*/) {
 
 // The remote console replays nothing when it connects.
 void AlertManager::OpenRemoteAlerts() {}
-
-int AlertManager::GetChangeAlertFlag(int index) const {
-  return index >= 0 && index < kSlots ? m_ChangeAlertFlag[index] : 0;
-}
-
-int AlertManager::GetChangeEventFlag(int index) const {
-  return index >= 0 && index < kSlots ? m_ChangeEventFlag[index] : 0;
-}

@@ -6,6 +6,7 @@
 #include <boost/shared_ptr.hpp>
 
 #include "ems/EMSMessageBuilder.h"
+#include "ems/devmgmt_ems.h"
 
 class DM_EXPORT EMSMessageBuilderSfb : public EMSMessageBuilder {
  public:
@@ -24,11 +25,5 @@ class DM_EXPORT EMSMessageBuilderSfb : public EMSMessageBuilder {
  protected:
   EMSMessageBuilderSfb() = default;
 };
-
-extern "C" {
-// Installs the device's builder as the process's EMS message builder; call
-// once before building any report. Calling it again keeps the same builder.
-DM_EXPORT void InitEMSMessageBuilderBaseInstance(void);
-}
 
 #endif  // DEVMGMT_EMS_EMSMESSAGEBUILDERSFB_H_

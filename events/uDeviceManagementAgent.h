@@ -1,27 +1,15 @@
 // Sends device-management messages to the management client's queue (15).
 //
-// SendMessageToEmsc and SendIppStatusMessageToEmsc are the flat entry points
-// for processes that do not use the event classes; uDeviceManagementAgent
-// relays whole events. Sends never block and are never retried; the flat
-// entry points always return 0 (failures are logged by the IPC layer).
+// uDeviceManagementAgent relays whole events; processes that do not use the
+// event classes send through the flat entry points of events/devmgmt_events.h.
+// Sends never block and are never retried.
 #ifndef DEVMGMT_EVENTS_UDEVICEMANAGEMENTAGENT_H_
 #define DEVMGMT_EVENTS_UDEVICEMANAGEMENTAGENT_H_
 
+#include "events/devmgmt_events.h"
 #include "platform/DmExport.h"
 #include "platform/uEvent.h"
 #include "platform/vmMessage.h"
-
-extern "C" {
-
-// Sends 413, `eventType`, then `size` bytes of `data`. The payload is left
-// out when `data` is null, `size` is 0 or the first byte is zero (peers rely
-// on that). A payload over 12,284 bytes is refused, logged, and not sent.
-DM_EXPORT int SendMessageToEmsc(int eventType, const char* data, unsigned int size);
-
-// Sends a SendIppStatusEv holding `status`.
-DM_EXPORT int SendIppStatusMessageToEmsc(int status);
-
-}  // extern "C"
 
 class DM_EXPORT uDeviceManagementAgent {
  public:

@@ -9,6 +9,7 @@ packages=(
   libssl-dev libsqlite3-dev sqlite3 libboost-dev rapidjson-dev libcli11-dev
   libgtest-dev libgmock-dev libbenchmark-dev python3
   crossbuild-essential-armhf qemu-user
+  abigail-tools dpkg-dev file lintian
 )
 
 missing=()

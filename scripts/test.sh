@@ -2,7 +2,8 @@
 # Installs what is missing, then builds and runs every test suite: the host
 # build, the sanitizer build (address + undefined) and the 32-bit ARM build,
 # whose tests run under qemu-arm; then the thread-sanitizer build of the
-# concurrency, soak and crash tests only (the rest is single-threaded).
+# concurrency, soak and crash tests only (the rest is single-threaded). The
+# host and ARM builds' libraries are also checked against their ABI baselines.
 # Usage: scripts/test.sh [preset...]   (default: default asan armhf tsan)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -27,6 +28,9 @@ for preset in "${presets[@]}"; do
   else
     cmake --build --preset "$preset"
     ctest --preset "$preset"
+  fi
+  if [[ "$preset" == default || "$preset" == armhf ]]; then
+    scripts/abi-check.sh "build/${preset}"  # fails on an incompatible ABI change
   fi
   if [[ "$preset" == armhf ]]; then
     scripts/armhf-sizes.sh build/armhf  # stripped sizes, so growth is visible

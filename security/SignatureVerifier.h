@@ -2,46 +2,18 @@
 // checking a base64 signature against one file or a list of files.
 //
 // A signed file is the payload, then the N signature bytes, then N as an
-// unsigned 64-bit little-endian number (8 bytes). extract_signature and
-// vm_verify_signature are plain C entry points; SignatureVerifier is the C++
-// class behind them, used by one thread at a time.
+// unsigned 64-bit little-endian number (8 bytes). SignatureVerifier is the
+// C++ class behind the plain C entry points of security/devmgmt_security.h;
+// it is used by one thread at a time.
 #ifndef DEVMGMT_SECURITY_SIGNATUREVERIFIER_H_
 #define DEVMGMT_SECURITY_SIGNATUREVERIFIER_H_
-
-#include <stddef.h>
-
-#include "platform/DmExport.h"
-
-#ifdef __cplusplus
-extern "C" {
-#endif
-
-// Moves the signature of `signedFile` into `signatureFile` (created or
-// replaced) and cuts the signature and its length from `signedFile`.
-// Returns -1 when the file can't be opened or holds no signature, else 0.
-// A split that can't be done (a length larger than the file, a signature
-// file that can't be written) leaves both files untouched and still returns
-// 0; only the log tells.
-DM_EXPORT int extract_signature(const char* signedFile, const char* signatureFile);
-
-// 0 when `signaturePath` holds a valid signature, by the public key of the
-// PEM certificate at `certificatePath`, over SHA-256(SHA-256(file)), the
-// list form of SignatureVerifier::verify with one file; -1 otherwise.
-DM_EXPORT int vm_verify_signature(const char* certificatePath, const char* file, const char* signaturePath);
-
-// Hands OpenSSL's error texts to the log (error level); returns 1.
-DM_EXPORT int log_error_cb(const char* text, size_t length, void* user);
-
-#ifdef __cplusplus
-}  // extern "C"
-#endif
-
-#ifdef __cplusplus
 
 #include <openssl/ossl_typ.h>
 
 #include <string>
 #include <vector>
+
+#include "security/devmgmt_security.h"
 
 class DM_EXPORT SignatureVerifier {
  public:
@@ -80,7 +52,5 @@ class DM_EXPORT SignatureVerifier {
   EVP_PKEY* m_publicKey;
   X509* m_certificate;
 };
-
-#endif  // __cplusplus
 
 #endif  // DEVMGMT_SECURITY_SIGNATUREVERIFIER_H_

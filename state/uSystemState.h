@@ -6,47 +6,14 @@
 // wasSuccessful is sticky: once a write carried result "success", every
 // later write of that path keeps it true.
 //
-// C and C++ callers. Two entry points are plain C functions that device
-// processes written in C call by their unmangled names:
-//   int SetStatusSystemState(path, status, result, info);
-//   int GetStatusSystemStateStatus(path, buffer, size);
-// C++ callers also have record- and std::string-based functions under the
-// same names. C++ allows one overload of a name to have C linkage while the
-// others keep C++ linkage (and mangled symbols), as long as the parameter
-// lists differ; so the C functions stay unmangled and C++ code calls every
-// form by the same name, choosing by its arguments. The C++ forms are only
-// declared when the header is compiled as C++.
+// C callers use the two plain C functions of state/devmgmt_state.h by their
+// unmangled names. C++ callers also have record- and std::string-based
+// functions under the same names: C++ allows one overload of a name to have
+// C linkage while the others keep C++ linkage (and mangled symbols), as long
+// as the parameter lists differ, so C++ code calls every form by the same
+// name, choosing by its arguments.
 #ifndef DEVMGMT_STATE_USYSTEMSTATE_H_
 #define DEVMGMT_STATE_USYSTEMSTATE_H_
-
-#include <stddef.h>
-
-#include "platform/DmExport.h"
-
-#ifdef __cplusplus
-extern "C" {
-#endif
-
-// Number of entries in the path table (indices 0 to 20).
-#define SYSTEM_STATE_PATH_COUNT 21
-
-// Stores a fresh record built from the non-null texts (a null member is
-// stored empty, not kept). Returns the configuration write's result (0 on
-// success) or -1.
-DM_EXPORT int SetStatusSystemState(const char* path, const char* status, const char* result,
-                                   const char* info);
-
-// Copies the stored status into `buffer`: at most `size` characters, then a
-// NUL at index min(size, length). So `buffer` must hold size + 1 bytes.
-// Returns 0, or -1 for a null path or buffer, a size of 0, or a record that
-// cannot be read.
-DM_EXPORT int GetStatusSystemStateStatus(const char* path, char* buffer, size_t size);
-
-#ifdef __cplusplus
-}  // extern "C"
-#endif
-
-#ifdef __cplusplus
 
 #include <string>
 #include <vector>
@@ -54,6 +21,7 @@ DM_EXPORT int GetStatusSystemStateStatus(const char* path, char* buffer, size_t 
 #include "platform/IBoolElement.h"
 #include "platform/IElementSerializable.h"
 #include "platform/IStringElement.h"
+#include "state/devmgmt_state.h"
 
 class DM_EXPORT SystemState : public IElementSerializable {
  public:
@@ -118,7 +86,5 @@ DM_EXPORT int SetStatusSystemStateValue(const char* path, const char* status, co
                                         const char* info);
 // Stores a record holding only `status`: result and info are cleared.
 DM_EXPORT int SetStatusSystemStateStatus(const char* path, const char* status);
-
-#endif  // __cplusplus
 
 #endif  // DEVMGMT_STATE_USYSTEMSTATE_H_

@@ -45,7 +45,7 @@ TEST_F(AlertChanges, ObserversReceiveWhatTheirFiltersMatch) {
   ASSERT_EQ(1u, all.events.size());
   EXPECT_EQ("E", all.events[0].m_name);
   EXPECT_TRUE(onlyX.events.empty());
-  for (int i = 0; i < AlertManager::kSlots; ++i) EXPECT_EQ(0, manager()->GetChangeAlertFlag(i));
+  for (int i = 0; i < AlertManager::kSlots; ++i) EXPECT_EQ(0, AlertManagerTesting::ChangeAlertFlag(i));
 }
 
 TEST_F(AlertChanges, ASlotTakenOverReportsTheOldAlarmClearedFirst) {
@@ -79,12 +79,12 @@ TEST_F(AlertChanges, OneChangedFieldSetsItsBitAndAnUnchangedValueNone) {
   char* paths[] = {path};
   EXPECT_EQ(0, manager()->HandleChangedAlertConfigPath(4, key));
   EXPECT_EQ(0, manager()->HandleChangedAlertConfigPath(5, key));
-  EXPECT_EQ(0, manager()->GetChangeAlertFlag(4));
-  EXPECT_EQ(0x4, manager()->GetChangeAlertFlag(5));
+  EXPECT_EQ(0, AlertManagerTesting::ChangeAlertFlag(4));
+  EXPECT_EQ(0x4, AlertManagerTesting::ChangeAlertFlag(5));
   EXPECT_EQ(0, AlertManager::HandleAlertConfigPathChange(paths, 1));
   ASSERT_EQ(1u, observer.alerts.size());
   EXPECT_EQ(5, observer.alerts[0].m_severity);
-  EXPECT_EQ(0, manager()->GetChangeAlertFlag(5));
+  EXPECT_EQ(0, AlertManagerTesting::ChangeAlertFlag(5));
   EXPECT_EQ(5, manager()->GetSystemAlert(5)->m_severity);
   Deliver();  // the same change delivered again finds nothing new
   EXPECT_EQ(1u, observer.alerts.size());
@@ -97,7 +97,7 @@ TEST_F(AlertChanges, OneChangedFieldSetsItsBitAndAnUnchangedValueNone) {
   char ui[] = "ui_notification";
   manager()->HandleChangedAlertConfigPath(2, description);
   manager()->HandleChangedAlertConfigPath(2, ui);
-  EXPECT_EQ(0x40 | 0x200, manager()->GetChangeAlertFlag(2));
+  EXPECT_EQ(0x40 | 0x200, AlertManagerTesting::ChangeAlertFlag(2));
   Deliver();
   ASSERT_EQ(2u, observer.alerts.size());
   EXPECT_EQ("text", observer.alerts[1].m_description);
@@ -154,7 +154,7 @@ TEST_F(AlertChanges, PathsThatDoNotNameAWrittenSlotAreIgnored) {
   EXPECT_EQ(-1, manager()->HandleChangedEventConfigPath(-1, key));
   char unknown[] = "time";
   EXPECT_EQ(0, manager()->HandleChangedAlertConfigPath(0, unknown));
-  EXPECT_EQ(0, manager()->GetChangeAlertFlag(0));
+  EXPECT_EQ(0, AlertManagerTesting::ChangeAlertFlag(0));
 }
 
 TEST_F(AlertChanges, OverwrittenEventsAreNotReportedClearedAndEventUiIsReadFromTheAlarmTable) {
@@ -175,9 +175,9 @@ TEST_F(AlertChanges, OverwrittenEventsAreNotReportedClearedAndEventUiIsReadFromT
   ASSERT_EQ(VM_CFG_OK, s2362(3, 0));
   char key[] = "ui_notification";
   manager()->HandleChangedEventConfigPath(0, key);
-  EXPECT_EQ(0x200, manager()->GetChangeEventFlag(0));
+  EXPECT_EQ(0x200, AlertManagerTesting::ChangeEventFlag(0));
   manager()->HandleEventsConfigChange();
-  EXPECT_EQ(0, manager()->GetChangeEventFlag(0));
+  EXPECT_EQ(0, AlertManagerTesting::ChangeEventFlag(0));
 }
 
 TEST_F(AlertChanges, ConfirmationGoesToTheAlarmOrElseToEveryEventOfThePair) {

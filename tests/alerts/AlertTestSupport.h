@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "alerts/AlertManager.h"
 #include "alerts/AlertObserver.h"
 #include "platform/ConfigManager.h"
 #include "platform/vmCfg.h"
@@ -18,6 +19,12 @@ class RecordingObserver : public AlertObserver {
   void EventCallback(SystemAlert* event) override { events.push_back(*event); }
   std::vector<SystemAlert> alerts;
   std::vector<SystemAlert> events;
+};
+
+// The change masks of a slot, which the library keeps to itself.
+struct AlertManagerTesting {
+  static int ChangeAlertFlag(int index) { return AlertManager::GetInstance()->m_ChangeAlertFlag[index]; }
+  static int ChangeEventFlag(int index) { return AlertManager::GetInstance()->m_ChangeEventFlag[index]; }
 };
 
 inline int Deliver() { return ConfigManager::Instance()->dispatchPending(); }

@@ -311,12 +311,4 @@ TEST_F(CertificateTest, FailedConversionLeavesTheFileUntouched) {
   ConvertCertToPemFile(nullptr);
 }
 
-extern "C" int c_caller_cert_checks(const char* path);
-
-TEST_F(CertificateTest, CCallersSeeTheSameAnswers) {
-  const std::string path = WriteCert("c.crt", CertSpec());
-  EXPECT_EQ(3, c_caller_cert_checks(path.c_str()));
-  EXPECT_EQ(0, c_caller_cert_checks(Path("missing.crt").c_str()));
-}
-
 }  // namespace

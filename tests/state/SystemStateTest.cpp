@@ -186,22 +186,3 @@ TEST_F(SystemStateTest, OrderedListSplitsTheConfiguredTextAtBlanks) {
 }
 
 }  // namespace
-
-extern "C" int c_caller_set_state(const char* path, const char* status, const char* result, const char* info);
-extern "C" int c_caller_get_status(const char* path, char* buffer, size_t size);
-
-namespace {
-
-// The plain entry points as a C program links them, and the C++ forms of the
-// same names over the same record.
-TEST_F(SystemStateTest, CCallersAndCppCallersShareTheStore) {
-  ASSERT_EQ(0, c_caller_set_state(kPath, "running", "success", "from C"));
-  char buffer[32] = {0};
-  ASSERT_EQ(0, c_caller_get_status(kPath, buffer, sizeof buffer - 1));
-  EXPECT_STREQ("running", buffer);
-  EXPECT_EQ("from C", GetStatusSystemStateInfo(kPath));
-  EXPECT_TRUE(GetStatusSystemStateWasSuccessful(kPath));
-  EXPECT_EQ(-1, c_caller_get_status(nullptr, buffer, 4));
-}
-
-}  // namespace

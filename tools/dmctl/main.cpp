@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "devmgmt.h"
 #include "platform/vmCfg.h"
 #include "tools/dmctl/Cli.h"
 
@@ -22,6 +23,11 @@ int main(int argc, char** argv) {
   app.add_option("--db", database, "Configuration database file (default: VM_CFG_DB, else the embedded one)");
   app.add_flag("--json", context.json, "Print JSON instead of tables");
   app.add_flag("-v,--verbose", verbose, "Print the library's log lines on stderr");
+  // The releases of the libraries actually loaded, which may be newer than
+  // the ones dmctl was built with.
+  app.set_version_flag("--version", [] {
+    return std::string("libdevmgmt ") + devmgmt_version() + "\nlibdmplatform " + dmplatform_version();
+  }, "Print the versions of the device-management library and the platform library");
   dmctl::AddConfigCommands(app, context);
   dmctl::AddAlarmCommands(app, context);
   dmctl::AddEventCommands(app, context);
@@ -48,6 +54,9 @@ int main(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
     std::printf("%s", app.help().c_str());
+    return 0;
+  } catch (const CLI::CallForVersion& version) {
+    std::printf("%s\n", version.what());
     return 0;
   } catch (const CLI::CallForAllHelp&) {
     std::printf("%s", app.help("", CLI::AppFormatMode::All).c_str());

@@ -1,21 +1,13 @@
-// Uses a record, the JSON writer, the configuration database and the event
-// family through the installed headers; prints what it got.
+// A C++ program outside the project that calls only the library (nothing of
+// the platform directly): it raises an alarm and reads it back.
 #include <cstdio>
-#include <string>
 
-#include "alerts/SystemAlert.h"
-#include "events/uDeviceManagementEvent.h"
-#include "platform/uJson.h"
-#include "platform/vmCfg.h"
+#include "alerts/AlertManager.h"
 
 int main() {
-  ProvisioningEv event;
-  std::string json;
-  if (uJson::Serializer::Serialize(*event.getEventData(), json) != 0) return 1;
-  char model[64];
-  if (vmCfgGetParam("device/model", model, sizeof model) != VM_CFG_OK) return 1;
-  SystemAlert alert;
-  alert.m_name = "consumer";
-  std::printf("%s %s %s %d\n", event.GetStr(), json.c_str(), model, event.getEventFamilyType());
-  return 0;
+  const int raised = AlertManager_SetAlert("ConsumerAlarm", "consumer", 2, "from [AI1]", "C++", nullptr,
+                                           nullptr, 0, 0, 0);
+  const int slot = AlertManager::GetInstance()->FindAlertIndex("ConsumerAlarm", "consumer");
+  std::printf("raised %d slot %d\n", raised, slot);
+  return raised == 0 && slot >= 0 ? 0 : 1;
 }
