@@ -17,6 +17,13 @@ namespace dmctl {
 namespace {
 
 EMSMessageBuilder* Builder() {
+  // The builder leaves fields empty when the database cannot be read: a
+  // report must not look complete then.
+  char probe[256];
+  ForgetLibraryLog();
+  if (vmCfgGetParam("device/model", probe, sizeof probe) == VM_CFG_ERROR) {
+    throw Failure(Because("cannot read the configuration database " + std::string(vmCfgDatabasePath())));
+  }
   static bool initialised = false;
   if (!initialised) {
     InitEMSMessageBuilderBaseInstance();
@@ -70,7 +77,10 @@ void AddReportCommands(CLI::App& app, Context& context) {
     Builder()->BuildStatusBaseMsg(&request);
     for (const std::string& path : paths) {
       char value[2048];
-      if (vmCfgGetParam(path.c_str(), value, sizeof value) != VM_CFG_OK) throw Failure("no value for " + path);
+      ForgetLibraryLog();
+      const int rc = vmCfgGetParam(path.c_str(), value, sizeof value);
+      if (rc == VM_CFG_NOT_FOUND) throw Failure("no value for " + path);
+      if (rc != VM_CFG_OK) throw Failure(Because("cannot read " + path));
       request.m_params.AddElement(path, value);
     }
     PrintRequest(request, context.json);
