@@ -33,7 +33,7 @@ TEST_F(Dmctl, ConfigGetSetDeleteAndListAsTablesAndJson) {
 }
 
 TEST_F(Dmctl, SchemaListsDeclaredParametersWithTheDatabaseNames) {
-  ProgramResult result = Run({"--json", "config", "schema", "status/alarm/"});
+  ProgramResult result = Run({"--json", "config", "schema", "/status/alarm/7"});
   ASSERT_EQ(0, result.status) << result.err;
   EXPECT_EQ("[{path:str,type:str,slots:int,default:str,values:null}]", Shape(result.out));
   rapidjson::Document schema = Json(result.out);

@@ -98,13 +98,12 @@ void AddConfigCommands(CLI::App& app, Context& context) {
   schema->add_option("prefix", prefix, "Path prefix (default: everything)");
   schema->callback([&context] {
     Table table({"path", "type", "slots", "default", "values"});
-    const std::string head = Normalized(prefix);
     for (const SchemaEntry& entry : Schema()) {
-      if (std::string(entry.pattern).compare(0, head.size(), head) != 0) continue;
+      if (!PatternUnder(entry.pattern, prefix)) continue;
       table.AddRow({entry.pattern, entry.type, entry.slots, TypedValue(entry.pattern, entry.default_value),
                     entry.values.empty() ? Cell() : Cell(entry.values)});
     }
-    if (table.size() == 0) throw Failure("no declared parameter under " + head);
+    if (table.size() == 0) throw Failure("no declared parameter under " + Normalized(prefix));
     table.Print(context.json);
   });
 

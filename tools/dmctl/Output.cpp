@@ -173,7 +173,9 @@ void PrintObject(const Members& members, bool json, FILE* out) {
   size_t width = 0;
   for (const auto& member : members) width = std::max(width, member.first.size());
   for (const auto& member : members) {
-    std::fprintf(out, "%-*s  %s\n", static_cast<int>(width), member.first.c_str(), member.second.Text().c_str());
+    std::string line = member.first + std::string(width - member.first.size() + 2, ' ') + member.second.Text();
+    line.erase(line.find_last_not_of(' ') + 1);
+    std::fprintf(out, "%s\n", line.c_str());
   }
 }
 

@@ -78,6 +78,10 @@ const std::vector<SchemaEntry>& Schema() {
   return *entries;
 }
 
+bool PatternUnder(const std::string& pattern, const std::string& prefix) {
+  return StartsWith(pattern, Normalized(prefix)) || StartsWith(Shape(pattern), Shape(Normalized(prefix)));
+}
+
 const SchemaEntry* Declared(const std::string& path) {
   const std::string key = Normalized(path);
   for (const SchemaEntry& entry : Schema()) {

@@ -21,6 +21,10 @@ struct SchemaEntry {
 // Every declared parameter, in declaration order.
 const std::vector<SchemaEntry>& Schema();
 
+// Whether a declared pattern lies under `prefix`, which may name slots
+// ("status/alarm/3/" is under "status/alarm/%d/name").
+bool PatternUnder(const std::string& pattern, const std::string& prefix);
+
 // The declared parameter of a concrete path (slot in range); null if none.
 const SchemaEntry* Declared(const std::string& path);
 

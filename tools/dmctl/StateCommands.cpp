@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "platform/vmCfg.h"
 #include "state/uSystemState.h"
 #include "tools/dmctl/Cli.h"
 #include "tools/dmctl/Output.h"
@@ -64,7 +65,11 @@ void AddStateCommands(CLI::App& app, Context& context) {
     const std::string path = ResolvePath(name, true);  // reading any path creates nothing
     SystemState record;
     ForgetLibraryLog();
-    if (GetStatusSystemState(path.c_str(), record) != 0) throw Failure(Because("no readable state at " + path));
+    if (GetStatusSystemState(path.c_str(), record) != 0) {
+      char probe[2];
+      const bool stored = vmCfgGetParam(path.c_str(), probe, sizeof probe) != VM_CFG_NOT_FOUND;
+      throw Failure(stored ? Because("no readable state at " + path) : "no state stored at " + path);
+    }
     const std::vector<Cell> row = Row(-1, path);
     Members members;
     for (size_t i = 1; i < columns.size(); ++i) members.emplace_back(columns[i], row[i]);
