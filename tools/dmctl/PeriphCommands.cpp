@@ -24,7 +24,12 @@ std::string DefaultFilters(const std::string& given) {
   if (access(PeripheralDeviceRewriter::PERIPHERAL_DEFAULT_FILTERS_JSON, R_OK) == 0) {
     return PeripheralDeviceRewriter::PERIPHERAL_DEFAULT_FILTERS_JSON;
   }
-  return DMCTL_SAMPLE_FILTERS;
+  // DMCTL_SAMPLE_FILTERS is relative to the folder dmctl is installed in.
+  char self[4096];
+  const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
+  if (length <= 0) return DMCTL_SAMPLE_FILTERS;
+  std::string folder(self, static_cast<size_t>(length));
+  return folder.substr(0, folder.rfind('/') + 1) + DMCTL_SAMPLE_FILTERS;
 }
 
 }  // namespace
@@ -45,8 +50,9 @@ void AddPeriphCommands(CLI::App& app, Context& context) {
   rewrite->add_option("--type", type, "Detected type");
   rewrite->add_option("--filters", filters,
                       std::string("Default filters file (default: ") + PeripheralDeviceRewriter::DEFAULT_FILTERS_ENV +
-                          ", else " + PeripheralDeviceRewriter::PERIPHERAL_DEFAULT_FILTERS_JSON + " if present, else " +
-                          DMCTL_SAMPLE_FILTERS + "); the configured filters come first");
+                          ", else " + PeripheralDeviceRewriter::PERIPHERAL_DEFAULT_FILTERS_JSON +
+                          " if present, else the installed sample, share/devmgmt/default_peripheral_filters.json); "
+                          "the configured filters come first");
   rewrite->callback([&context] {
     const std::string file = DefaultFilters(filters);
     const bool readable = access(file.c_str(), R_OK) == 0;
