@@ -1,5 +1,6 @@
 #include <string>
 
+#include "platform/vmCfg.h"
 #include "state/uSystemState.h"
 #include "tools/DmctlFixture.h"
 
@@ -34,6 +35,10 @@ TEST_F(Dmctl, ConfigurationAndUserKeyReports) {
   EXPECT_STREQ("DP-400", member->value.GetString());
   EXPECT_STREQ("sip.example.com", report["extra"]["/sip/proxy"].GetString());
   EXPECT_EQ(2, Run({"report", "cfg"}).status);
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("custom/bytes", "a\xff"));
+  result = Run({"--json", "report", "cfg", "custom/bytes"});
+  ASSERT_EQ(0, result.status) << result.err;
+  EXPECT_NE("invalid", Shape(result.out));  // a bad byte does not make the output invalid JSON
 
   result = Run({"--json", "report", "user-keys"});
   ASSERT_EQ(0, result.status) << result.err;

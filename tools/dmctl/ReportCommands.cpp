@@ -12,6 +12,7 @@
 #include "platform/uJson.h"
 #include "platform/vmCfg.h"
 #include "tools/dmctl/Cli.h"
+#include "tools/dmctl/Output.h"
 
 namespace dmctl {
 namespace {
@@ -37,7 +38,7 @@ void PrintRequest(const ISerializable& request, bool json) {
   std::string text;
   if (uJson::Serializer::Serialize(request, text) != 0) throw Failure("cannot serialise the request");
   if (json) {
-    std::printf("%s\n", text.c_str());
+    std::printf("%s\n", Cell::Document(text).Json().c_str());  // re-written: always valid UTF-8
     return;
   }
   rapidjson::Document document;
