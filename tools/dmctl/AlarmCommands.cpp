@@ -84,7 +84,8 @@ void AddRaiseOptions(CLI::App* command, RaiseOptions& options) {
   command->add_option("--category", options.category, "Free text");
   command->add_option("--type", options.type, "Opaque type number");
   command->add_option("--cause", options.cause, "Opaque probable-cause number");
-  command->add_option("--ui", options.ui, "0 (disabled) no card, 2 (device), 3 (remote) console, 4 (device_and_remote) both")
+  command->add_option("--ui", options.ui,
+                      "0 (disabled) no card, 2 (device), 3 (remote) console, 4 (device_and_remote) both")
       ->capture_default_str()
       ->check(CLI::Range(0, 4));
 }

@@ -135,7 +135,8 @@ void AddCertCommands(CLI::App& app, Context& context) {
         serial[CERT_TEXT_SIZE];
     ForgetLibraryLog();
     if (get_cert_detail(pem.path(), issuer, subject, not_before, not_after, serial) != 1) {
-      throw Failure(Because("cannot read a certificate from " + file + (form == "pem" ? " (DER? use --inform der)" : "")));
+      const std::string hint = form == "pem" ? " (DER? use --inform der)" : "";
+      throw Failure(Because("cannot read a certificate from " + file + hint));
     }
     PrintObject({{"subject", subject}, {"issuer", issuer}, {"notBefore", not_before}, {"notAfter", not_after},
                  {"serial", serial}},

@@ -108,8 +108,9 @@ void AddSigSignCommand(CLI::App& sig, Context& context) {
     const size_t payload_size = data.size();
     const std::string raw = Sign(key.get(), data);
     std::string text(4 * ((raw.size() + 2) / 3) + 1, '\0');
-    const int length = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(&text[0]),
-                                       reinterpret_cast<const unsigned char*>(raw.data()), static_cast<int>(raw.size()));
+    const int length =
+        EVP_EncodeBlock(reinterpret_cast<unsigned char*>(&text[0]),
+                        reinterpret_cast<const unsigned char*>(raw.data()), static_cast<int>(raw.size()));
     text.resize(static_cast<size_t>(length));
     data += text;
     const uint64_t trailer = text.size();
