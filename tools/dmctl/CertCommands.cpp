@@ -17,6 +17,7 @@
 #include "security/SignatureVerifier.h"
 #include "state/SCEPEnrollUtility.h"
 #include "tools/dmctl/Cli.h"
+#include "tools/dmctl/Files.h"
 #include "tools/dmctl/Output.h"
 
 namespace dmctl {

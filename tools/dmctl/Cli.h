@@ -5,7 +5,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <cstdint>
 #include <stdexcept>
 #include <string>
 
@@ -43,9 +42,6 @@ void CaptureLibraryLog();
 std::string Because(const std::string& what);
 // Forgets the reason logged so far (before a call whose failure is reported).
 void ForgetLibraryLog();
-
-// The whole file, refused (Failure) when larger than `limit` bytes.
-std::string ReadInputFile(const std::string& path, int64_t limit);
 
 // Each group adds its subcommands to the application.
 void AddConfigCommands(CLI::App& app, Context& context);

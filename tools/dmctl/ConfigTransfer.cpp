@@ -5,14 +5,14 @@
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 
-#include <cstring>
-#include <fstream>
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "platform/vmCfg.h"
 #include "tools/dmctl/Cli.h"
+#include "tools/dmctl/Files.h"
 #include "tools/dmctl/ConfigAccess.h"
 #include "tools/dmctl/Output.h"
 #include "tools/dmctl/Schema.h"

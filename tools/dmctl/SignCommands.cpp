@@ -1,48 +1,22 @@
 // dmctl sig sign: makes a signed file in the layout the device splits and
 // checks (payload, base64 signature, its length as 8 bytes little-endian).
-#include <fcntl.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <string>
 
 #include "tools/dmctl/Cli.h"
+#include "tools/dmctl/Files.h"
 #include "tools/dmctl/Output.h"
 
 namespace dmctl {
 namespace {
 
 constexpr int64_t kMaxPayloadBytes = int64_t(1) << 30;
-
-// Every file dmctl writes goes through here: a private temporary file beside
-// the target, renamed over it once complete, so a failure leaves the old file.
-void WriteOutputFile(const std::string& path, const std::string& data) {
-  const std::string temporary = path + ".dmctl-tmp";
-  const int fd = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-  if (fd < 0) throw Failure("cannot create " + temporary + ": " + std::strerror(errno));
-  size_t done = 0;
-  while (done < data.size()) {
-    const ssize_t n = write(fd, data.data() + done, data.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) break;
-    done += static_cast<size_t>(n);
-  }
-  const int saved = errno;
-  const bool ok = done == data.size() && fsync(fd) == 0;
-  close(fd);
-  if (!ok || rename(temporary.c_str(), path.c_str()) != 0) {
-    const std::string reason = std::strerror(ok ? errno : saved);
-    unlink(temporary.c_str());
-    throw Failure("cannot write " + path + ": " + reason);
-  }
-}
 
 struct KeyFree {
   void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
@@ -73,20 +47,6 @@ std::string Sign(EVP_PKEY* key, const std::string& payload) {
 }
 
 }  // namespace
-
-std::string ReadInputFile(const std::string& path, int64_t limit) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw Failure("cannot read " + path + ": " + std::strerror(errno));
-  std::string data;
-  char chunk[65536];
-  while (in.read(chunk, sizeof chunk) || in.gcount() > 0) {
-    data.append(chunk, static_cast<size_t>(in.gcount()));
-    if (static_cast<int64_t>(data.size()) > limit) {
-      throw Failure(path + " is larger than " + std::to_string(limit) + " bytes");
-    }
-  }
-  return data;
-}
 
 void AddSigSignCommand(CLI::App& sig, Context& context) {
   static std::string key_file;
