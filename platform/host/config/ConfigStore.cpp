@@ -327,7 +327,7 @@ int ConfigStore::Delete(const std::string& path) {
   if (rc == SQLITE_DONE) rc = step("DELETE FROM params WHERE path = ?1");
   if (rc == SQLITE_DONE && sqlite3_changes(m_db) == 0) {
     sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
-    DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_WARNING, "No stored value of %s to delete", path.c_str());
+    DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_DEBUG, "No stored value of %s to delete", path.c_str());
     return VM_CFG_NOT_FOUND;
   }
   // Journaled like a write, so that listeners hear of it.
