@@ -67,6 +67,10 @@ typedef enum {
 // not fit `size` bytes gives VM_CFG_TOO_LONG and leaves its first size-1 bytes.
 DM_EXPORT int vmCfgSetParam(const char* path, const char* value);
 DM_EXPORT int vmCfgGetParam(const char* path, char* value, unsigned size);
+// Removes the stored value of `path` (a schema parameter then reads as its
+// default again) and announces it to listeners like a write. VM_CFG_NOT_FOUND
+// when nothing is stored there.
+DM_EXPORT int vmCfgDeleteParam(const char* path);
 
 // Walks the stored parameters whose path starts with `prefix`, in path order
 // (an empty prefix walks everything). Typical use:

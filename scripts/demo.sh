@@ -59,16 +59,11 @@ $dmctl send ipp-status 7
 wait "$listener"
 listener=""
 
-step "Split and verify a signed file"
+step "Sign, split and verify a signed file"
 openssl req -x509 -newkey rsa:2048 -nodes -keyout "$work/signer.key" -out "$work/signer.crt" -days 30 \
   -subj "/CN=firmware signer" 2>/dev/null
 printf 'firmware image 3.2.2\n' >"$work/fw.bin"
-# The signature covers SHA-256 of the payload; it is appended as base64 text
-# followed by its length as 8 little-endian bytes.
-openssl dgst -sha256 -binary "$work/fw.bin" >"$work/fw.digest"
-openssl dgst -sha256 -sign "$work/signer.key" "$work/fw.digest" | base64 -w0 >"$work/fw.b64"
-length=$(stat -c %s "$work/fw.b64")
-{ cat "$work/fw.b64"; printf "$(printf '\\x%02x\\x%02x' $((length & 255)) $((length >> 8)))\\0\\0\\0\\0\\0\\0"; } >>"$work/fw.bin"
+$dmctl sig sign "$work/signer.key" "$work/fw.bin"
 $dmctl cert info "$work/signer.crt"
 $dmctl sig split "$work/fw.bin" "$work/fw.sig"
 $dmctl sig verify "$work/signer.crt" "$work/fw.bin" "$work/fw.sig"

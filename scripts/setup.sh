@@ -7,7 +7,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config openssl
   libssl-dev libsqlite3-dev sqlite3 libboost-dev rapidjson-dev libcli11-dev
-  libgtest-dev libgmock-dev libbenchmark-dev python3
+  libgtest-dev libgmock-dev libbenchmark-dev python3 help2man
   crossbuild-essential-armhf qemu-user
   abigail-tools dpkg-dev file lintian
 )

@@ -1,4 +1,3 @@
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -7,33 +6,25 @@
 
 namespace {
 
-std::vector<rapidjson::Document> JsonLines(const std::string& text) {
-  std::vector<rapidjson::Document> lines;
-  std::istringstream stream(text);
-  std::string line;
-  while (std::getline(stream, line)) {
-    lines.emplace_back();
-    lines.back().Parse(line.c_str());
-    EXPECT_FALSE(lines.back().HasParseError()) << line;
-  }
-  return lines;
-}
-
 TEST_F(Dmctl, AlarmsAreRaisedClearedAcknowledgedAndDeleted) {
   ASSERT_EQ(0, Run({"alarm", "raise", "LinkDown", "network", "--description", "Link [AI1] down", "--info1", "eth0",
                     "--category", "net", "--ui", "0"}).status);
-  ASSERT_EQ(0, Run({"alarm", "raise", "FanSlow", "hw", "--severity", "2", "--ui", "0"}).status);
+  ASSERT_EQ(0, Run({"alarm", "raise", "FanSlow", "hw", "--severity", "2", "--ui", "0",
+                    "--card", R"({"title": "Fan"})"}).status);
   ProgramResult result = Run({"--json", "alarms"});
   ASSERT_EQ(0, result.status) << result.err;
+  EXPECT_EQ("[{slot:int,name:str,source:str,severity:int,ui:str,confirmed:bool,time:str,category:str,"
+            "description:str}]",
+            Shape(result.out));
   rapidjson::Document table = Json(result.out);
   ASSERT_EQ(2u, table.Size());
   EXPECT_STREQ("LinkDown", table[0]["name"].GetString());
   EXPECT_STREQ("Link eth0 down", table[0]["description"].GetString());
-  EXPECT_STREQ("3", table[0]["severity"].GetString());
-  EXPECT_STREQ("1", table[1]["slot"].GetString());
+  EXPECT_EQ(3, table[0]["severity"].GetInt());
+  EXPECT_EQ(1, table[1]["slot"].GetInt());
 
   ASSERT_EQ(0, Run({"alarm", "ack", "LinkDown", "network"}).status);
-  EXPECT_EQ(1, g675(0));
+  EXPECT_TRUE(Json(Run({"--json", "alarms"}).out)[0]["confirmed"].GetBool());
   ASSERT_EQ(0, Run({"alarm", "clear", "LinkDown", "network"}).status);
   EXPECT_EQ(0, g678(0));
   EXPECT_STREQ("LinkDown", g676(0));  // cleared, not deleted
@@ -42,21 +33,16 @@ TEST_F(Dmctl, AlarmsAreRaisedClearedAcknowledgedAndDeleted) {
   EXPECT_NE(std::string::npos, result.out.find("FanSlow"));
   ASSERT_EQ(0, Run({"alarm", "delete", "LinkDown", "network"}).status);
   EXPECT_STREQ("", g676(0));
-
-  EXPECT_EQ(1, Run({"alarm", "clear", "LinkDown", "network"}).status);
-  EXPECT_EQ(1, Run({"alarm", "delete", "Nothing", "here"}).status);
-  EXPECT_EQ(2, Run({"alarm", "raise", "X", "y", "--ui", "7"}).status);
-  EXPECT_EQ(2, Run({"alarm", "raise", "OnlyName"}).status);
+  EXPECT_EQ(1, Run({"alarm", "delete", "LinkDown", "network"}).status);
 }
 
 TEST_F(Dmctl, EventsTakeNewSlots) {
   for (int i = 0; i < 2; ++i) {
     const ProgramResult result = Run({"--json", "event", "add", "Rebooted", "system", "--ui", "0"});
     ASSERT_EQ(0, result.status) << result.err;
-    EXPECT_EQ(std::to_string(i), Json(result.out)["slot"].GetString());
+    EXPECT_EQ(i, Json(result.out)["slot"].GetInt());
   }
-  const ProgramResult result = Run({"--json", "events"});
-  EXPECT_EQ(2u, Json(result.out).Size());
+  EXPECT_EQ(2u, Json(Run({"--json", "events"}).out).Size());
 }
 
 TEST_F(Dmctl, WatchPrintsAlarmsAndTheirCardsFromAnotherProcess) {
@@ -69,13 +55,15 @@ TEST_F(Dmctl, WatchPrintsAlarmsAndTheirCardsFromAnotherProcess) {
   ASSERT_EQ(0, result.status) << result.err;
   const std::vector<rapidjson::Document> lines = JsonLines(result.out);
   ASSERT_GE(lines.size(), 4u) << result.out;
-  EXPECT_STREQ("alarm", lines[0]["kind"].GetString());
+  EXPECT_EQ("{kind:str,name:str,source:str,severity:int,ui:str,time:str,description:str}",
+            Shape(result.out.substr(0, result.out.find('\n'))));
+  EXPECT_STREQ("device", lines[0]["ui"].GetString());
   EXPECT_STREQ("Link eth0 down", lines[0]["description"].GetString());
   EXPECT_STREQ("card", lines[1]["kind"].GetString());
   EXPECT_STREQ("command/card", lines[1]["key"].GetString());
   EXPECT_STREQ("LinkDown/network", lines[1]["card"]["channel"].GetString());
   EXPECT_FALSE(lines[1]["card"]["delete"].GetBool());
-  EXPECT_STREQ("0", lines[2]["severity"].GetString());
+  EXPECT_EQ(0, lines[2]["severity"].GetInt());
   EXPECT_TRUE(lines[3]["card"]["delete"].GetBool());  // the clear card
 }
 

@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/vmCfg.h"
 #include "support/RunProgram.h"
 #include "support/TempDatabase.h"
 
@@ -22,6 +23,7 @@ class Dmctl : public testing::Test {
   void SetUp() override {
     prefix_ = "dmctltest" + std::to_string(getpid()) + "_";
     setenv("VM_MQ_PREFIX", prefix_.c_str(), 1);
+    vmCfgUseDatabase(nullptr);  // this test's database, also when tests share the process
   }
   void TearDown() override { mq_unlink(("/" + prefix_ + "vm_mq_15").c_str()); }
 
@@ -34,6 +36,30 @@ class Dmctl : public testing::Test {
     document.Parse(text.c_str());
     EXPECT_FALSE(document.HasParseError()) << text;
     return document;
+  }
+
+  // The document's shape as Python's json module reads it (strict UTF-8):
+  // "{slot:int,name:str}", an array by its first element, "invalid" when it
+  // is not JSON. Shapes are what scripts rely on.
+  static std::string Shape(const std::string& text) {
+    static const char* const kScript =
+        "import json, sys\n"
+        "def shape(v):\n"
+        "    if isinstance(v, dict): return '{' + ','.join(k + ':' + shape(x) for k, x in v.items()) + '}'\n"
+        "    if isinstance(v, list): return '[' + (shape(v[0]) if v else '') + ']'\n"
+        "    return {bool: 'bool', int: 'int', float: 'float', str: 'str', type(None): 'null'}[type(v)]\n"
+        "try: print(shape(json.loads(sys.stdin.buffer.read().decode('utf-8'))), end='')\n"
+        "except ValueError: print('invalid', end='')\n";
+    return RunningProgram("python3", {"-c", kScript}, text, false).Wait().out;
+  }
+
+  static std::vector<rapidjson::Document> JsonLines(const std::string& text) {
+    std::vector<rapidjson::Document> lines;
+    size_t start = 0;
+    for (size_t end = text.find('\n'); end != std::string::npos; start = end + 1, end = text.find('\n', start)) {
+      lines.push_back(Json(text.substr(start, end - start)));
+    }
+    return lines;
   }
 
   // Waits until the listener has made its queue.

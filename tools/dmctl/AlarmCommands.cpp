@@ -6,6 +6,8 @@
 #include <chrono>
 #include <string>
 
+#include <rapidjson/document.h>
+
 #include "alerts/AlertManager.h"
 #include "alerts/AlertObserver.h"
 #include "alerts/AlertReporter.h"
@@ -39,9 +41,11 @@ const SlotReaders kEventSlots = {g808, g811, g810, g814, g807, g812, g805, g806,
 
 std::string Text(const char* value) { return value ? value : ""; }
 
-const char* UiName(int value) {
-  static const char* const kNames[] = {"disabled", "cleared", "device", "remote", "device+remote"};
-  return value >= 0 && value <= 4 ? kNames[value] : "?";
+// The names the database stores, from the schema.
+std::string UiName(int value) {
+  static const vmCfgParam* const param = vmCfgFindParameterByPath("status/alarm/0/ui_notification");
+  const char* name = vmCfgEnumToStr(param, value);
+  return name != nullptr ? name : std::to_string(value);
 }
 
 void PrintTable(const SlotReaders& slots, bool json) {
@@ -49,8 +53,8 @@ void PrintTable(const SlotReaders& slots, bool json) {
   for (int slot = 0; slot < AlertManager::kSlots; ++slot) {
     const std::string name = Text(slots.name(slot));
     if (name.empty()) continue;
-    table.AddRow({std::to_string(slot), name, Text(slots.source(slot)), std::to_string(slots.severity(slot)),
-                  UiName(slots.ui(slot)), slots.confirmed(slot) ? "yes" : "no", Text(slots.time(slot)),
+    table.AddRow({slot, name, Text(slots.source(slot)), slots.severity(slot), UiName(slots.ui(slot)),
+                  slots.confirmed(slot) != 0, Text(slots.time(slot)),
                   Text(slots.category(slot)),
                   AlertManager::BuildAlertDescription(Text(slots.description(slot)), Text(slots.info1(slot)))});
   }
@@ -80,12 +84,22 @@ void AddRaiseOptions(CLI::App* command, RaiseOptions& options) {
   command->add_option("--category", options.category, "Free text");
   command->add_option("--type", options.type, "Opaque type number");
   command->add_option("--cause", options.cause, "Opaque probable-cause number");
-  command->add_option("--ui", options.ui, "0 no card, 2 device, 3 remote console, 4 both")
+  command->add_option("--ui", options.ui,
+                      "0 (disabled) no card, 2 (device), 3 (remote) console, 4 (device_and_remote) both")
       ->capture_default_str()
       ->check(CLI::Range(0, 4));
 }
 
 const char* OrNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
+
+// A card given on the command line must be a JSON object: the device shows
+// nothing for anything else.
+void CheckCard(const std::string& card) {
+  if (card.empty()) return;
+  rapidjson::Document document;
+  document.Parse(card.c_str(), card.size());
+  if (document.HasParseError() || !document.IsObject()) throw UsageError("--card is not a JSON object: " + card);
+}
 
 // Prints every alarm and event the observers are handed.
 class Printer : public AlertObserver {
@@ -101,13 +115,13 @@ class Printer : public AlertObserver {
     const std::string description =
         AlertManager::BuildAlertDescription(record.m_description, record.m_additionalInfo1);
     Table line({"kind", "name", "source", "severity", "ui", "time", "description"});
-    line.AddRow({kind, record.m_name, record.m_sourceComponent, std::to_string(record.m_severity),
-                 UiName(record.m_uiNotification), record.GetTimeStr(), description});
+    line.AddRow({kind, record.m_name, record.m_sourceComponent, record.m_severity, UiName(record.m_uiNotification),
+                 record.GetTimeStr(), description});
     if (m_json) {
       line.PrintRowAsJsonLine(0);
     } else {
       std::printf("%s %s/%s severity %d ui %s at %s: %s\n", kind, record.m_name.c_str(),
-                  record.m_sourceComponent.c_str(), record.m_severity, UiName(record.m_uiNotification),
+                  record.m_sourceComponent.c_str(), record.m_severity, UiName(record.m_uiNotification).c_str(),
                   record.GetTimeStr().c_str(), description.c_str());
       std::fflush(stdout);
     }
@@ -126,8 +140,7 @@ int PrintCards(char** paths, int count) {
     card.resize(std::char_traits<char>::length(card.c_str()));
     ++g_printer->printed;
     Table line({"kind", "key", "card"});
-    line.SetJsonColumn("card");
-    line.AddRow({"card", paths[i], card});
+    line.AddRow({"card", paths[i], Cell::Document(card)});
     if (g_json) {
       line.PrintRowAsJsonLine(0);
     } else {
@@ -148,9 +161,11 @@ void AddAlarmCommands(CLI::App& app, Context& context) {
   AddRaiseOptions(raise, raise_options);
   raise->callback([] {
     const RaiseOptions& o = raise_options;
+    CheckCard(o.card);
+    ForgetLibraryLog();
     if (AlertManager_SetAlert(o.name.c_str(), o.source.c_str(), o.severity, OrNull(o.description), OrNull(o.info1),
                               OrNull(o.card), OrNull(o.category), o.type, o.cause, o.ui) != 0) {
-      throw Failure("cannot raise " + o.name + " (table full or database unwritable; see the log)");
+      throw Failure(Because("cannot raise " + o.name));
     }
   });
 
@@ -183,10 +198,12 @@ void AddAlarmCommands(CLI::App& app, Context& context) {
   AddRaiseOptions(add, event_options);
   add->callback([&context] {
     const RaiseOptions& o = event_options;
+    CheckCard(o.card);
+    ForgetLibraryLog();
     const int slot = AlertManager_SetEvent(o.name.c_str(), o.source.c_str(), o.severity, OrNull(o.description),
                                            OrNull(o.info1), OrNull(o.card), OrNull(o.category), o.type, o.cause, o.ui);
-    if (slot < 0) throw Failure("cannot add " + o.name + " (see the log)");
-    PrintObject({{"slot", std::to_string(slot)}}, context.json);
+    if (slot < 0) throw Failure(Because("cannot add " + o.name));
+    PrintObject({{"slot", slot}}, context.json);
   });
 
   app.add_subcommand("alarms", "The alarm table")->callback([&context] { PrintTable(kAlarmSlots, context.json); });
@@ -198,7 +215,7 @@ void AddAlarmCommands(CLI::App& app, Context& context) {
       "watch", "Show cards like the device does, and print every alarm, event and card as it arrives "
                "from any process, until interrupted");
   watch->add_option("--count", count, "Stop after this many printed records");
-  watch->add_option("--timeout", idle_ms, "Stop after this many milliseconds without one");
+  watch->add_option("--timeout", idle_ms, "Stop after this many milliseconds without one (exit 3 if none came)");
   watch->callback([&context] {
     signal(SIGINT, OnStop);
     signal(SIGTERM, OnStop);
@@ -216,10 +233,14 @@ void AddAlarmCommands(CLI::App& app, Context& context) {
     auto last = std::chrono::steady_clock::now();
     while (!g_stop && (count <= 0 || printer.printed < count)) {
       const int before = printer.printed;
-      if (config->dispatchPending() < 0) throw Failure("cannot read the change journal (see the log)");
+      ForgetLibraryLog();
+      if (config->dispatchPending() < 0) throw Failure(Because("cannot read the change journal"));
       if (printer.printed != before) last = std::chrono::steady_clock::now();
       if (count > 0 && printer.printed >= count) break;
-      if (idle_ms >= 0 && std::chrono::steady_clock::now() - last > std::chrono::milliseconds(idle_ms)) break;
+      if (idle_ms >= 0 && std::chrono::steady_clock::now() - last > std::chrono::milliseconds(idle_ms)) {
+        if (printer.printed == 0) throw TimedOut("nothing arrived within " + std::to_string(idle_ms) + " ms");
+        break;
+      }
       config->waitForChange(200);
     }
   });

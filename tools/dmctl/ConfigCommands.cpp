@@ -1,37 +1,54 @@
-// dmctl config: read, write and list configuration parameters; store secrets.
+// dmctl config: read, write, delete and list configuration parameters, list
+// the schema; store secrets.
 #include <iostream>
 #include <string>
 
 #include "platform/vmCfg.h"
 #include "platform/vmDevice.h"
 #include "tools/dmctl/Cli.h"
+#include "tools/dmctl/ConfigAccess.h"
 #include "tools/dmctl/Output.h"
+#include "tools/dmctl/Schema.h"
 
 namespace dmctl {
-namespace {
 
 std::string ReadParam(const std::string& path) {
   // Values may be long (cards, filter documents): grow until it fits.
   for (unsigned size = 4096; size <= (1u << 24); size *= 4) {
     std::string value(size, '\0');
+    ForgetLibraryLog();
     const int rc = vmCfgGetParam(path.c_str(), &value[0], size);
     if (rc == VM_CFG_OK) {
       value.resize(std::char_traits<char>::length(value.c_str()));
       return value;
     }
     if (rc == VM_CFG_NOT_FOUND) throw Failure("no value for " + path);
-    if (rc != VM_CFG_TOO_LONG) throw Failure("cannot read " + path + " (see the log)");
+    if (rc != VM_CFG_TOO_LONG) throw Failure(Because("cannot read " + path));
   }
   throw Failure("value of " + path + " is too long");
 }
 
 void WriteParam(const std::string& path, const std::string& value) {
+  ForgetLibraryLog();
   const int rc = vmCfgSetParam(path.c_str(), value.c_str());
-  if (rc == VM_CFG_BAD_ARG) throw Failure("refused: " + path + " does not take that value");
-  if (rc != VM_CFG_OK) throw Failure("cannot write " + path + " (see the log)");
+  if (rc == VM_CFG_BAD_ARG) throw Failure(Because("refused: " + path + " does not take '" + value + "'"));
+  if (rc != VM_CFG_OK) throw Failure(Because("cannot write " + path));
 }
 
-}  // namespace
+std::map<std::string, std::string> StoredParams(const std::string& prefix) {
+  ForgetLibraryLog();
+  vmCfgIter* iter = vmCfgIterStartPath(prefix.c_str());
+  if (iter == nullptr) throw Failure(Because("cannot read the database"));
+  std::map<std::string, std::string> params;
+  std::string text(1 << 16, '\0');
+  for (const char* entry = vmCfgIterGetData(iter); entry != nullptr;
+       vmCfgIterNext(iter), entry = vmCfgIterGetData(iter)) {
+    const int rc = vmCfgIterGetValue(iter, &text[0], static_cast<unsigned>(text.size()));
+    params[entry] = rc == VM_CFG_OK ? std::string(text.c_str()) : ReadParam(entry);
+  }
+  vmCfgIterEnd(iter);
+  return params;
+}
 
 void AddConfigCommands(CLI::App& app, Context& context) {
   CLI::App* config = app.add_subcommand("config", "Read and write the configuration database");
@@ -39,29 +56,54 @@ void AddConfigCommands(CLI::App& app, Context& context) {
 
   static std::string path;
   static std::string value;
-  CLI::App* get = config->add_subcommand("get", "Print the value of a parameter");
+  static bool force = false;
+  CLI::App* get = config->add_subcommand("get", "Print the value of a parameter (its default when none is stored)");
   get->add_option("path", path, "Parameter path, e.g. device/model")->required();
-  get->callback([&context] { PrintObject({{"path", path}, {"value", ReadParam(path)}}, context.json); });
+  get->callback([&context] {
+    PrintObject({{"path", Normalized(path)}, {"value", TypedValue(path, ReadParam(path))}}, context.json);
+  });
 
-  CLI::App* set = config->add_subcommand("set", "Write the value of a parameter");
+  CLI::App* set = config->add_subcommand(
+      "set", "Write the value of a parameter; refuses paths that the schema does not allow and new "
+             "undeclared paths (unless --force), and values not of the parameter's type");
   set->add_option("path", path, "Parameter path")->required();
   set->add_option("value", value, "New value")->required();
-  set->callback([] { WriteParam(path, value); });
+  set->add_flag("--force", force, "Store a path that the schema does not declare");
+  set->callback([] {
+    CheckWritablePath(path, force);
+    WriteParam(path, value);
+  });
+
+  CLI::App* remove = config->add_subcommand(
+      "delete", "Remove the stored value of a parameter (a declared one reads as its default again)");
+  remove->add_option("path", path, "Parameter path")->required();
+  remove->callback([] {
+    ForgetLibraryLog();
+    const int rc = vmCfgDeleteParam(path.c_str());
+    if (rc == VM_CFG_NOT_FOUND) throw Failure("nothing stored at " + Normalized(path));
+    if (rc != VM_CFG_OK) throw Failure(Because("cannot delete " + Normalized(path)));
+  });
 
   static std::string prefix;
   CLI::App* list = config->add_subcommand("list", "List the stored parameters under a prefix, in path order");
   list->add_option("prefix", prefix, "Path prefix (default: everything)");
   list->callback([&context] {
-    vmCfgIter* iter = vmCfgIterStartPath(prefix.c_str());
-    if (iter == nullptr) throw Failure("cannot read the database (see the log)");
     Table table({"path", "value"});
-    std::string text(1 << 16, '\0');
-    for (const char* entry = vmCfgIterGetData(iter); entry != nullptr;
-         vmCfgIterNext(iter), entry = vmCfgIterGetData(iter)) {
-      const int rc = vmCfgIterGetValue(iter, &text[0], static_cast<unsigned>(text.size()));
-      table.AddRow({entry, rc == VM_CFG_OK ? std::string(text.c_str()) : "<too long>"});
+    for (const auto& entry : StoredParams(prefix)) table.AddRow({entry.first, TypedValue(entry.first, entry.second)});
+    table.Print(context.json);
+  });
+
+  CLI::App* schema = config->add_subcommand(
+      "schema", "The declared parameters under a prefix: type, default, allowed values, slot count");
+  schema->add_option("prefix", prefix, "Path prefix (default: everything)");
+  schema->callback([&context] {
+    Table table({"path", "type", "slots", "default", "values"});
+    for (const SchemaEntry& entry : Schema()) {
+      if (!PatternUnder(entry.pattern, prefix)) continue;
+      table.AddRow({entry.pattern, entry.type, entry.slots, TypedValue(entry.pattern, entry.default_value),
+                    entry.values.empty() ? Cell() : Cell(entry.values)});
     }
-    vmCfgIterEnd(iter);
+    if (table.size() == 0) throw Failure("no declared parameter under " + Normalized(prefix));
     table.Print(context.json);
   });
 
@@ -74,13 +116,17 @@ void AddConfigCommands(CLI::App& app, Context& context) {
     std::getline(std::cin, plain);
     if (plain.empty()) throw Failure("no secret on standard input");
     char stored[4096];
+    ForgetLibraryLog();
     if (VM_Encrypt_Param(plain.c_str(), stored, sizeof stored) != 0) {
       plain.assign(plain.size(), '\0');
-      throw Failure("cannot encrypt the secret (see the log)");
+      throw Failure(Because("cannot encrypt the secret"));
     }
     plain.assign(plain.size(), '\0');
     WriteParam(path, stored);
   });
+
+  AddConfigTransferCommands(*config, context);
+  AddConfigWatchCommand(*config, context);
 }
 
 }  // namespace dmctl

@@ -45,8 +45,9 @@ boost::shared_ptr<uEvent> Rebuild(const message_extra_t& message, unsigned lengt
 }
 
 void Send(uEvent& event, vm_mq_id queue) {
+  ForgetLibraryLog();
   if (SingletonHolder<uIPCSender, uIPCSender>::Instance()->SendEvent(event, queue) != 0) {
-    throw Failure("cannot send to queue " + std::to_string(queue) + " (is anything listening? see the log)");
+    throw Failure(Because("cannot send to queue " + std::to_string(queue) + " (is anything listening?)"));
   }
 }
 
@@ -81,17 +82,18 @@ void AddEventCommands(CLI::App& app, Context& context) {
     if (!hex.empty()) {
       long size = 0;
       unsigned char* bytes = OPENSSL_hexstr2buf(hex.c_str(), &size);
-      if (bytes == nullptr) throw Failure("payload is not hex: " + hex);
+      if (bytes == nullptr) throw UsageError("payload is not hex: " + hex);
       const bool fits = size <= static_cast<long>(VM_MSG_PAYLOAD_SIZE);
       if (fits && bytes[0] != 0) {
         std::copy(bytes, bytes + size, message.data);
         length += static_cast<unsigned>(size);
       }
       OPENSSL_free(bytes);
-      if (!fits) throw Failure("payload longer than " + std::to_string(VM_MSG_PAYLOAD_SIZE) + " bytes");
+      if (!fits) throw UsageError("payload longer than " + std::to_string(VM_MSG_PAYLOAD_SIZE) + " bytes");
     }
+    ForgetLibraryLog();
     if (SingletonHolder<uIPCSender, uIPCSender>::Instance()->SendMessage(message, length, queue) != 0) {
-      throw Failure("cannot send to queue " + std::to_string(queue) + " (is anything listening? see the log)");
+      throw Failure(Because("cannot send to queue " + std::to_string(queue) + " (is anything listening?)"));
     }
   });
 
@@ -102,14 +104,14 @@ void AddEventCommands(CLI::App& app, Context& context) {
       "listen", "Print every event arriving on a queue (both families) until interrupted");
   listen->add_option("queue", listen_queue, "Queue id (default 15)")->capture_default_str();
   listen->add_option("--count", count, "Stop after this many messages");
-  listen->add_option("--timeout", idle_ms, "Stop after this many milliseconds without a message");
+  listen->add_option("--timeout", idle_ms, "Stop after this many milliseconds without a message (exit 3 if none came)");
   listen->callback([&context] {
+    ForgetLibraryLog();
     uIPCReceiver receiver(listen_queue);
-    if (!receiver.IsOpen()) throw Failure("cannot open queue " + std::to_string(listen_queue) + " (see the log)");
+    if (!receiver.IsOpen()) throw Failure(Because("cannot open queue " + std::to_string(listen_queue)));
     signal(SIGINT, OnInterrupt);
     signal(SIGTERM, OnInterrupt);
     Table events({"queue", "family", "type", "event", "bytes", "payload"});
-    events.SetJsonColumn("payload");
     // On stderr, so that stdout carries only events (JSON lines with --json).
     std::fprintf(stderr, "listening on %s (Ctrl-C to stop)\n", receiver.Name().c_str());
     int received = 0;
@@ -120,15 +122,18 @@ void AddEventCommands(CLI::App& app, Context& context) {
       const int length = receiver.Receive(message, 200);
       if (length < 0) {
         waited += 200;
-        if (idle_ms >= 0 && waited >= idle_ms) break;
+        if (idle_ms >= 0 && waited >= idle_ms) {
+          if (received == 0) throw TimedOut("no message within " + std::to_string(idle_ms) + " ms");
+          break;
+        }
         continue;
       }
       waited = 0;
       ++received;
       boost::shared_ptr<uEvent> event = Rebuild(message, static_cast<unsigned>(length));
-      events.AddRow({std::to_string(listen_queue), std::to_string(message.family), std::to_string(message.eventType),
-                     event ? event->GetStr() : "(not rebuilt)", std::to_string(length),
-                     event ? PayloadJson(*event) : ""});
+      // An event that is not rebuilt has a null name and payload.
+      events.AddRow({listen_queue, message.family, message.eventType, event ? Cell(event->GetStr()) : Cell(),
+                     length, event ? Cell::Document(PayloadJson(*event)) : Cell()});
       if (context.json) {
         events.PrintRowAsJsonLine(events.size() - 1);
       } else {

@@ -12,11 +12,19 @@
 #include "platform/uJson.h"
 #include "platform/vmCfg.h"
 #include "tools/dmctl/Cli.h"
+#include "tools/dmctl/Output.h"
 
 namespace dmctl {
 namespace {
 
 EMSMessageBuilder* Builder() {
+  // The builder leaves fields empty when the database cannot be read: a
+  // report must not look complete then.
+  char probe[256];
+  ForgetLibraryLog();
+  if (vmCfgGetParam("device/model", probe, sizeof probe) == VM_CFG_ERROR) {
+    throw Failure(Because("cannot read the configuration database " + std::string(vmCfgDatabasePath())));
+  }
   static bool initialised = false;
   if (!initialised) {
     InitEMSMessageBuilderBaseInstance();
@@ -30,7 +38,7 @@ void PrintRequest(const ISerializable& request, bool json) {
   std::string text;
   if (uJson::Serializer::Serialize(request, text) != 0) throw Failure("cannot serialise the request");
   if (json) {
-    std::printf("%s\n", text.c_str());
+    std::printf("%s\n", Cell::Document(text).Json().c_str());  // re-written: always valid UTF-8
     return;
   }
   rapidjson::Document document;
@@ -70,7 +78,10 @@ void AddReportCommands(CLI::App& app, Context& context) {
     Builder()->BuildStatusBaseMsg(&request);
     for (const std::string& path : paths) {
       char value[2048];
-      if (vmCfgGetParam(path.c_str(), value, sizeof value) != VM_CFG_OK) throw Failure("no value for " + path);
+      ForgetLibraryLog();
+      const int rc = vmCfgGetParam(path.c_str(), value, sizeof value);
+      if (rc == VM_CFG_NOT_FOUND) throw Failure("no value for " + path);
+      if (rc != VM_CFG_OK) throw Failure(Because("cannot read " + path));
       request.m_params.AddElement(path, value);
     }
     PrintRequest(request, context.json);

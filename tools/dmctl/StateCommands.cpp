@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "platform/vmCfg.h"
 #include "state/uSystemState.h"
 #include "tools/dmctl/Cli.h"
 #include "tools/dmctl/Output.h"
@@ -12,13 +13,13 @@ namespace {
 constexpr int kStates = 21;
 
 // A state is named by its index in the path table, its last path segment
-// ("network") or its whole path.
-std::string ResolvePath(const std::string& name) {
+// ("network") or its whole path; another path only with `force`.
+std::string ResolvePath(const std::string& name, bool force = false) {
   char* end = nullptr;
   const long index = std::strtol(name.c_str(), &end, 10);
   if (!name.empty() && *end == '\0') {
     const char* path = index >= 0 && index < kStates ? GetStatusSystemStatePath(static_cast<int>(index)) : nullptr;
-    if (path == nullptr) throw Failure("no system state " + name + " (0 to 20)");
+    if (path == nullptr) throw UsageError("no system state " + name + " (0 to 20)");
     return path;
   }
   for (int i = 0; i < kStates; ++i) {
@@ -29,16 +30,18 @@ std::string ResolvePath(const std::string& name) {
       return path;
     }
   }
-  return name;  // any other path holds a state record too
+  // Any other path can hold a state record too, but a typo must not make one.
+  if (force && name.find('/') != std::string::npos) return name;
+  throw UsageError("no system state " + name + " (see 'dmctl state list'; --force stores a new path)");
 }
 
-std::vector<std::string> Row(int index, const std::string& path) {
+// A state never stored has null members.
+std::vector<Cell> Row(int index, const std::string& path) {
   SystemState record;
   const bool stored = GetStatusSystemState(path.c_str(), record) == 0;
-  return {index >= 0 ? std::to_string(index) : "", path, stored ? record.m_status.GetString() : "",
-          stored ? record.m_result.GetString() : "",
-          stored ? (record.m_wasSuccessful.GetValue() ? "true" : "false") : "",
-          stored ? record.m_info.GetString() : ""};
+  return {index >= 0 ? Cell(index) : Cell(), path, stored ? Cell(record.m_status.GetString()) : Cell(),
+          stored ? Cell(record.m_result.GetString()) : Cell(),
+          stored ? Cell(record.m_wasSuccessful.GetValue()) : Cell(), stored ? Cell(record.m_info.GetString()) : Cell()};
 }
 
 }  // namespace
@@ -59,11 +62,16 @@ void AddStateCommands(CLI::App& app, Context& context) {
   CLI::App* get = state->add_subcommand("get", "One system state");
   get->add_option("state", name, "Index (0-20), name (network) or path")->required();
   get->callback([&context, columns] {
-    const std::string path = ResolvePath(name);
+    const std::string path = ResolvePath(name, true);  // reading any path creates nothing
     SystemState record;
-    if (GetStatusSystemState(path.c_str(), record) != 0) throw Failure("no readable state at " + path);
-    const std::vector<std::string> row = Row(-1, path);
-    std::vector<std::pair<std::string, std::string>> members;
+    ForgetLibraryLog();
+    if (GetStatusSystemState(path.c_str(), record) != 0) {
+      char probe[2];
+      const bool stored = vmCfgGetParam(path.c_str(), probe, sizeof probe) != VM_CFG_NOT_FOUND;
+      throw Failure(stored ? Because("no readable state at " + path) : "no state stored at " + path);
+    }
+    const std::vector<Cell> row = Row(-1, path);
+    Members members;
     for (size_t i = 1; i < columns.size(); ++i) members.emplace_back(columns[i], row[i]);
     PrintObject(members, context.json);
   });
@@ -76,14 +84,17 @@ void AddStateCommands(CLI::App& app, Context& context) {
   set->add_option("--status", status, "Status text");
   set->add_option("--result", result, "Result text");
   set->add_option("--info", info, "Free text");
+  static bool force = false;
+  set->add_flag("--force", force, "Store a record at a path that is not a known state");
   set->callback([set] {
-    const std::string path = ResolvePath(name);
+    const std::string path = ResolvePath(name, force);
     const auto given = [set](const char* option, const std::string& value) {
       return set->count(option) ? value.c_str() : nullptr;
     };
+    ForgetLibraryLog();
     if (SetStatusSystemState(path.c_str(), given("--status", status), given("--result", result),
                              given("--info", info)) != 0) {
-      throw Failure("cannot store the state at " + path + " (see the log)");
+      throw Failure(Because("cannot store the state at " + path));
     }
   });
 }

@@ -308,6 +308,37 @@ int ConfigStore::Set(const std::string& path, const std::string& value) {
   return VM_CFG_ERROR;
 }
 
+// Statements prepared per call: deleting is rare, and this keeps it apart
+// from the prepared statements of the hot paths.
+int ConfigStore::Delete(const std::string& path) {
+  std::lock_guard<std::mutex> lock(m_mutex);
+  if (!EnsureOpenLocked()) return VM_CFG_ERROR;
+  const auto step = [this, &path](const char* sql) {
+    sqlite3_stmt* stmt = nullptr;
+    int rc = sqlite3_prepare_v2(m_db, sql, -1, &stmt, nullptr);
+    if (rc == SQLITE_OK) {
+      BindText(stmt, 1, path);
+      rc = sqlite3_step(stmt);
+    }
+    sqlite3_finalize(stmt);
+    return rc;
+  };
+  int rc = sqlite3_exec(m_db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) == SQLITE_OK ? SQLITE_DONE : SQLITE_ERROR;
+  if (rc == SQLITE_DONE) rc = step("DELETE FROM params WHERE path = ?1");
+  if (rc == SQLITE_DONE && sqlite3_changes(m_db) == 0) {
+    sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
+    DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_DEBUG, "No stored value of %s to delete", path.c_str());
+    return VM_CFG_NOT_FOUND;
+  }
+  // Journaled like a write, so that listeners hear of it.
+  if (rc == SQLITE_DONE) rc = step("INSERT INTO changes(path) VALUES(?1)");
+  if (rc == SQLITE_DONE && sqlite3_exec(m_db, "COMMIT", nullptr, nullptr, nullptr) == SQLITE_OK) return VM_CFG_OK;
+  DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Cannot delete %s: %s", path.c_str(), sqlite3_errmsg(m_db));
+  if (!sqlite3_get_autocommit(m_db)) sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
+  ResetOnFailure(rc);
+  return VM_CFG_ERROR;
+}
+
 int ConfigStore::Next(const std::string& prefix, const std::string& after, bool inclusive, size_t limit,
                       std::vector<std::pair<std::string, std::string>>* entries) {
   std::lock_guard<std::mutex> lock(m_mutex);

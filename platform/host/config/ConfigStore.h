@@ -32,6 +32,9 @@ class ConfigStore {
   // VM_CFG_OK with the value, VM_CFG_NOT_FOUND when no row, VM_CFG_ERROR.
   int Get(const std::string& path, std::string* value);
   int Set(const std::string& path, const std::string& value);
+  // Removes the row and journals the path, in one transaction;
+  // VM_CFG_NOT_FOUND when there is no row.
+  int Delete(const std::string& path);
   // Up to `limit` stored entries under `prefix` whose paths sort after
   // `after` (or at it when `inclusive`), in path order, appended to
   // `entries`; VM_CFG_NOT_FOUND when there is none.

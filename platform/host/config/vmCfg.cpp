@@ -220,6 +220,12 @@ int vmCfgSetParam(const char* path, const char* value) {
   return dmcfg::WritePath(key, value);
 }
 
+int vmCfgDeleteParam(const char* path) {
+  std::string key;
+  const int rc = dmcfg::NormalizePath(path, &key);
+  return rc == VM_CFG_OK ? dmcfg::ConfigStore::Instance().Delete(key) : rc;
+}
+
 vmCfgIter* vmCfgIterStartPath(const char* prefix) {
   std::unique_ptr<vmCfgIter> iter(new vmCfgIter());
   if (prefix != nullptr && *prefix == '/') ++prefix;

@@ -58,6 +58,15 @@ TEST_F(ConfigManagerTest, SeveralWritesArriveAsOneBatchPerRegistration) {
   ASSERT_EQ(3u, Batches().size());
   EXPECT_EQ((std::vector<std::string>{"w/c"}), Batches()[1]);
   EXPECT_EQ((std::vector<std::string>{"w/c"}), Batches()[2]);
+
+  // A deletion is announced like a write; deleting nothing is not.
+  EXPECT_EQ(VM_CFG_NOT_FOUND, vmCfgDeleteParam("w/never"));
+  ASSERT_EQ(VM_CFG_OK, vmCfgDeleteParam("/w/a"));
+  char value[8];
+  EXPECT_EQ(VM_CFG_NOT_FOUND, vmCfgGetParam("w/a", value, sizeof value));
+  EXPECT_EQ(1, manager->dispatchPending());
+  ASSERT_EQ(4u, Batches().size());
+  EXPECT_EQ((std::vector<std::string>{"w/a"}), Batches()[3]);
 }
 
 // A callback that writes and flushes is not re-entered; its writes are
