@@ -56,6 +56,16 @@ TEST_F(Device, SeededPasswordBelongsToThisDevice) {
   char plain[64];
   ASSERT_EQ(0, VM_Decrypt_Param(stored, plain, sizeof plain));
   EXPECT_STREQ("change-me-on-first-use", plain);
+  // It is bound to its path: copied or moved to another path, it no longer opens.
+  const std::string sealed = stored;
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("ems/server/fallback_password", sealed.c_str()));
+  EXPECT_EQ(-1, VM_Decrypt_Param(sealed.c_str(), plain, sizeof plain));
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("ems/server/password", "other"));
+  EXPECT_EQ(-1, VM_Decrypt_Param(sealed.c_str(), plain, sizeof plain));
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("ems/server/fallback_password", ""));
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("ems/server/password", sealed.c_str()));
+  ASSERT_EQ(0, VM_Decrypt_Param(sealed.c_str(), plain, sizeof plain));
+  stored = sealed.c_str();
   // Another device (another key) cannot read it.
   setenv("VM_DEVICE_KEY_FILE", (db_.directory() + "/other.key").c_str(), 1);
   EXPECT_EQ(-1, VM_Decrypt_Param(stored, plain, sizeof plain));
