@@ -91,11 +91,32 @@ bool LoadKey(const std::string& database_path, Key* key) {
   return ReadKey(path, key) == KeyRead::kOk;
 }
 
-// The configuration path whose stored value is `stored`, when exactly one is.
-bool OnlyPathHolding(const std::string& stored, std::string* path) {
+// Where this thread last read bound secrets, newest first.
+struct SecretRead {
+  std::string path;
+  std::string value;
+};
+constexpr int kRecentReads = 4;
+thread_local SecretRead t_reads[kRecentReads];
+
+// The configuration path that `stored` was read from on this thread, else
+// the one path that holds it (a walk over every stored value, for texts
+// that did not come through a read). False when no path, or several, hold it.
+bool PathOf(const std::string& stored, std::string* path) {
+  // A remembered read counts while its path still holds the text (one
+  // indexed read), so a read from before a move or swap is not trusted.
+  std::vector<char> value(stored.size() + 2);
+  for (const SecretRead& read : t_reads) {
+    if (read.value != stored) continue;
+    const std::string candidate = read.path;
+    if (vmCfgGetParam(candidate.c_str(), value.data(), static_cast<unsigned>(value.size())) == VM_CFG_OK &&
+        stored == value.data()) {
+      *path = candidate;
+      return true;
+    }
+  }
   vmCfgIter* iter = vmCfgIterStartPath("");
   if (iter == nullptr) return false;
-  std::vector<char> value(stored.size() + 2);
   int found = 0;
   for (const char* entry = vmCfgIterGetData(iter); entry != nullptr && found < 2;
        vmCfgIterNext(iter), entry = vmCfgIterGetData(iter)) {
@@ -124,6 +145,12 @@ bool AddPath(EVP_CIPHER_CTX* ctx, const char* param_path, Update update) {
 }
 
 }  // namespace
+
+void NoteValueRead(const std::string& path, const std::string& value) {
+  if (value.compare(0, kTagLength, kBoundTag) != 0) return;
+  for (int i = kRecentReads - 1; i > 0; --i) t_reads[i] = std::move(t_reads[i - 1]);
+  t_reads[0] = SecretRead{path, value};
+}
 
 std::string DeviceKeyPath(const std::string& database_path) {
   if (const char* path = std::getenv("VM_DEVICE_KEY_FILE"); path && *path) return path;
@@ -205,10 +232,10 @@ extern "C" int VM_Decrypt_Param(const char* stored, char* buffer, int size) {
   if (buffer == nullptr || size <= 0) return -1;
   buffer[0] = '\0';
   std::string plain;
-  // A bound secret opens only under the one path that holds it.
+  // A bound secret opens only under the path it was read from.
   std::string path;
   const bool bound = stored != nullptr && std::strncmp(stored, dmcfg::kBoundTag, dmcfg::kTagLength) == 0;
-  if (stored == nullptr || (bound && !dmcfg::OnlyPathHolding(stored, &path)) ||
+  if (stored == nullptr || (bound && !dmcfg::PathOf(stored, &path)) ||
       !dmcfg::DecryptSecret(dmcfg::ConfigStore::Instance().DatabasePath(), bound ? path.c_str() : nullptr,
                             stored, &plain)) {
     DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Cannot decrypt a stored parameter");
