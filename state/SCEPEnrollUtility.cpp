@@ -51,7 +51,9 @@ std::string LocalTimeText(time_t when) {
 
 // True for a read failure that is a refusal worth its own log line (a
 // missing file is reported by the callers' own messages).
-bool Refused(vmFileStatus status) { return status != VM_FILE_OK && status != VM_FILE_MISSING && status != VM_FILE_ERROR; }
+bool Refused(vmFileStatus status) {
+  return status != VM_FILE_OK && status != VM_FILE_MISSING && status != VM_FILE_ERROR;
+}
 
 // Reads a certificate file whole, up to its cap; a refusal is logged here.
 vmFileStatus ReadCertificateFile(const char* path, std::string* content) {

@@ -69,7 +69,9 @@ const Door kDoors[] = {
     {"signature", VM_FILE_CAP_SIGNATURE, Input,
      [](const std::string&, const std::string& path) { SignatureVerifier().initSignature(path); }},
     {"signed_file", 0, Input,
-     [](const std::string& dir, const std::string& path) { extract_signature(path.c_str(), Join(dir, "sig").c_str()); }},
+     [](const std::string& dir, const std::string& path) {
+       extract_signature(path.c_str(), Join(dir, "sig").c_str());
+     }},
     {"digest", 0, Input,
      [](const std::string&, const std::string& path) { SignatureVerifier().generateDigest({path}); }},
     {"filters", VM_FILE_CAP_JSON, Input,
@@ -245,7 +247,12 @@ const Writer kWriters[] = {
      [](const std::string& target) {
        EXPECT_EQ(-1, extract_signature(target.c_str(), (target + ".sig").c_str()));
      }},
-    {"new_device_key", 0600, [](const std::string& dir, std::vector<std::string>*) { return Join(dir, "device.key"); },
+    {"new_device_key", 0600,
+     [](const std::string& dir, std::vector<std::string>* planted) {
+       // Where a predictable temporary name used to be.
+       planted->push_back(Join(dir, "device.key.new.") + std::to_string(getpid()));
+       return Join(dir, "device.key");
+     },
      [](const std::string&) {
        char stored[256];
        EXPECT_EQ(0, VM_Encrypt_Path_Param("a/b", "x", stored, sizeof stored));
@@ -323,12 +330,21 @@ struct Tamper {
 
 constexpr uid_t kOtherUser = 12345;
 
+std::string GiveAway(const std::string& path) {
+  EXPECT_EQ(0, chown(path.c_str(), kOtherUser, kOtherUser));
+  return path;
+}
+
+std::string OpenUp(const std::string& path, mode_t mode) {
+  EXPECT_EQ(0, chmod(path.c_str(), mode));
+  return path;
+}
+
 const Tamper kTampers[] = {
-    {"shared_folder", false, [](const std::string& dir) { chmod(dir.c_str(), 0777); return dir; }},
-    {"foreign_folder", true, [](const std::string& dir) { EXPECT_EQ(0, chown(dir.c_str(), kOtherUser, kOtherUser)); return dir; }},
-    {"open_key", false, [](const std::string& dir) { chmod(Join(dir, "device.key").c_str(), 0644); return Join(dir, "device.key"); }},
-    {"foreign_key", true,
-     [](const std::string& dir) { EXPECT_EQ(0, chown(Join(dir, "device.key").c_str(), kOtherUser, 0)); return Join(dir, "device.key"); }},
+    {"shared_folder", false, [](const std::string& dir) { return OpenUp(dir, 0777); }},
+    {"foreign_folder", true, [](const std::string& dir) { return GiveAway(dir); }},
+    {"open_key", false, [](const std::string& dir) { return OpenUp(Join(dir, "device.key"), 0644); }},
+    {"foreign_key", true, [](const std::string& dir) { return GiveAway(Join(dir, "device.key")); }},
     {"key_link", false,
      [](const std::string& dir) {
        const std::string key = Join(dir, "device.key");

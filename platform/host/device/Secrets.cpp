@@ -181,7 +181,8 @@ bool EncryptSecret(const std::string& database_path, const char* param_path, con
   std::vector<char> text(4 * ((sealed.size() + 2) / 3) + 1);
   const int text_length = base64_encode(sealed.data(), static_cast<int>(sealed.size()), text.data());
   if (text_length < 0) return false;
-  *stored = std::string(param_path != nullptr ? kBoundTag : kTag) + std::string(text.data(), static_cast<size_t>(text_length));
+  *stored = std::string(param_path != nullptr ? kBoundTag : kTag) +
+            std::string(text.data(), static_cast<size_t>(text_length));
   return true;
 }
 
