@@ -3,7 +3,6 @@
 #include "peripherals/PeripheralDeviceRewriter.h"
 #include "peripherals/PeripheralUtils.h"
 #include "platform/uJson.h"
-#include "platform/vmFile.h"
 #include "platform/vmLog.h"
 #include "platform/vmUtils.h"
 
@@ -121,12 +120,9 @@ bool GetDetailInfoFromReleaseJson(const std::string& path, ReleaseFWInfo& info) 
     DM_LOG(VM_LOG_MODULE_ALERTS, LOG_ERR, "call DeSerialize failed.\n");
     return false;
   }
-  DM_LOG(VM_LOG_MODULE_ALERTS, LOG_NOTICE, "device_name=%.*s\n", VM_FILE_LOG_PREFIX,
-         info.m_deviceName.GetString().c_str());
-  DM_LOG(VM_LOG_MODULE_ALERTS, LOG_NOTICE, "firmware_version=%.*s\n", VM_FILE_LOG_PREFIX,
-         info.m_firmwareVersion.GetString().c_str());
-  DM_LOG(VM_LOG_MODULE_ALERTS, LOG_NOTICE, "firmware_name=%.*s\n", VM_FILE_LOG_PREFIX,
-         info.m_firmwareName.GetString().c_str());
+  DM_LOG(VM_LOG_MODULE_ALERTS, LOG_NOTICE, "device_name=%s\n", info.m_deviceName.GetString().c_str());
+  DM_LOG(VM_LOG_MODULE_ALERTS, LOG_NOTICE, "firmware_version=%s\n", info.m_firmwareVersion.GetString().c_str());
+  DM_LOG(VM_LOG_MODULE_ALERTS, LOG_NOTICE, "firmware_name=%s\n", info.m_firmwareName.GetString().c_str());
   return true;
 }
 

@@ -247,9 +247,8 @@ bool SignatureVerifier::initSignature(const std::string& path) {
     SIG_LOG(LOG_ERR, "Signature file %s is refused: %s", path.c_str(), vmFileStatusText(status));
     return false;
   }
-  // Only the start of the text: the file comes from outside.
-  SIG_LOG(LOG_NOTICE, "encoded signature (%ld)\n%.*s", static_cast<long>(text.size()), VM_FILE_LOG_PREFIX,
-          text.c_str());
+  // The text is logged whole: the cap above bounds the line.
+  SIG_LOG(LOG_NOTICE, "encoded signature (%ld)\n%s", static_cast<long>(text.size()), text.c_str());
   const int length = static_cast<int>(text.size());
   m_signature.resize(static_cast<size_t>(length) * 3 / 4);
   const int decoded = base64_decode(text.data(), length, m_signature.data());
