@@ -3,6 +3,8 @@
 # build, the sanitizer build (address + undefined) and the 32-bit ARM build,
 # whose tests run under qemu-arm; then the thread-sanitizer build of the
 # concurrency, soak and crash tests only (the rest is single-threaded).
+# Every build's tests include FuzzReplay.<target>: each fuzz target run over
+# its corpus in fuzz/corpus/ (seeds and past findings), without libFuzzer.
 # Usage: scripts/test.sh [preset...]   (default: default asan armhf tsan)
 set -euo pipefail
 cd "$(dirname "$0")/.."
