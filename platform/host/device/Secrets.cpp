@@ -1,15 +1,17 @@
 #include "platform/host/device/Secrets.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
 #include <openssl/rand.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <utility>
 #include <vector>
 
 #include "platform/host/config/ConfigStore.h"
@@ -106,9 +108,10 @@ bool PathOf(const std::string& stored, std::string* path) {
   // A remembered read counts while its path still holds the text (one
   // indexed read), so a read from before a move or swap is not trusted.
   std::vector<char> value(stored.size() + 2);
-  for (const SecretRead& read : t_reads) {
+  const std::vector<SecretRead> reads(std::begin(t_reads), std::end(t_reads));  // the reads below add to it
+  for (const SecretRead& read : reads) {
     if (read.value != stored) continue;
-    const std::string candidate = read.path;
+    const std::string& candidate = read.path;
     if (vmCfgGetParam(candidate.c_str(), value.data(), static_cast<unsigned>(value.size())) == VM_CFG_OK &&
         stored == value.data()) {
       *path = candidate;
@@ -129,10 +132,6 @@ bool PathOf(const std::string& stored, std::string* path) {
   vmCfgIterEnd(iter);
   return found == 1;
 }
-
-}  // namespace
-
-namespace {
 
 // Feeds the configuration path (without a leading '/') as associated data.
 template <typename Update>
