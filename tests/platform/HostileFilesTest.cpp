@@ -205,9 +205,10 @@ struct Writer {
   std::function<void(const std::string& target)> run;
 };
 
-// A payload, a 12-byte signature and its length trailer.
+// A payload, a 12-byte signature and its length trailer; longer than a
+// device key, so a key read through a link would be taken.
 std::string SignedBytes() {
-  std::string bytes = "payloadc2lnbmF0dXJl";
+  std::string bytes = "payload of a signed file c2lnbmF0dXJl";
   bytes.push_back(12);
   bytes.append(7, '\0');
   return bytes;
