@@ -99,11 +99,11 @@ bool CopyRange(int from, off_t offset, uint64_t count, const char* to) {
 
 // Cuts the signed file at `length`, through a descriptor of the very file
 // that was read (opened again without following a link, and compared).
-bool CutAt(const char* path, const struct stat& read, off_t length) {
+bool CutAt(const char* path, const struct stat& opened, off_t length) {
   const int fd = open(path, O_WRONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY);
   if (fd < 0) return false;
   struct stat info;
-  const bool ok = fstat(fd, &info) == 0 && info.st_dev == read.st_dev && info.st_ino == read.st_ino &&
+  const bool ok = fstat(fd, &info) == 0 && info.st_dev == opened.st_dev && info.st_ino == opened.st_ino &&
                   ftruncate(fd, length) == 0;
   close(fd);
   return ok;
@@ -135,8 +135,8 @@ extern "C" int extract_signature(const char* signedFile, const char* signatureFi
     SIG_LOG(LOG_ERR, "Failed to open file: %s", signedFile);
     return -1;
   }
-  struct stat read;
-  if (fstat(fileno(file.get()), &read) != 0) {
+  struct stat opened;
+  if (fstat(fileno(file.get()), &opened) != 0) {
     SIG_LOG(LOG_ERR, "Failed to open file: %s", signedFile);
     return -1;
   }
@@ -167,7 +167,7 @@ extern "C" int extract_signature(const char* signedFile, const char* signatureFi
   bool split = fits && !SameFile(signedFile, signatureFile);
   if (split) {
     split = CopyRange(fileno(file.get()), static_cast<off_t>(start), length, signatureFile) &&
-            CutAt(signedFile, read, static_cast<off_t>(start));
+            CutAt(signedFile, opened, static_cast<off_t>(start));
   }
   if (!split) {
     SIG_LOG(LOG_ERR, "Failed to split %s at %lld", signedFile, static_cast<long long>(start));
