@@ -44,8 +44,8 @@ constexpr unsigned VM_FILE_NOFOLLOW = 1u;  // refuse a symbolic link as the last
 // are streamed). Returns the descriptor, or -1 with `*status` saying why.
 DM_EXPORT int vmFileOpenInput(const char* path, unsigned options, size_t cap, vmFileStatus* status);
 
-// Reads a whole regular file of at most `cap` bytes into `out` (emptied on
-// failure). The file is read in chunks and never past cap + 1 bytes, so a
+// Reads a whole regular file of at most `cap` (> 0) bytes into `out`
+// (emptied on failure). The file is read in chunks and never past cap + 1 bytes, so a
 // file that grows while read is refused too.
 DM_EXPORT vmFileStatus vmFileRead(const char* path, size_t cap, unsigned options, std::string* out);
 
@@ -57,11 +57,12 @@ DM_EXPORT const char* vmFileStatusText(vmFileStatus status);
 // or -1 (errno set). Finish with vmFileCommit or vmFileAbandon.
 DM_EXPORT int vmFileCreateTemporary(const char* target, std::string* temporary);
 
-// Options of vmFileCommit.
+// Options of vmFileCommit and vmFileWrite.
 constexpr unsigned VM_FILE_KEEP_EXISTING = 1u;  // publish only when `target` does not exist yet
+constexpr unsigned VM_FILE_DURABLE = 2u;        // fsync before publishing (costs milliseconds)
 
-// Gives the temporary file `mode`, flushes it to disk, closes it and renames
-// it to `target` (or, with VM_FILE_KEEP_EXISTING, links it there, failing
+// Gives the temporary file `mode`, flushes it to disk when asked, closes it
+// and renames it to `target` (or, with VM_FILE_KEEP_EXISTING, links it there, failing
 // with EEXIST when the target exists). The temporary name is gone afterwards
 // whatever happens. 0 on success, -1 with errno.
 DM_EXPORT int vmFileCommit(int fd, const std::string& temporary, const char* target, mode_t mode,

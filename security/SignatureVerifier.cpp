@@ -65,7 +65,8 @@ bool SameFile(const char* a, const char* b) {
 }
 
 // Copies `count` bytes from `offset` of `from` into `to`, created or
-// replaced through a fresh file beside it (mode 0644: a signature is public).
+// replaced through a fresh file beside it (mode 0644: a signature is public;
+// not flushed to disk, so the split stays a matter of microseconds).
 // Only the signature is copied, never the payload.
 bool CopyRange(int from, off_t offset, uint64_t count, const char* to) {
   std::string temporary;

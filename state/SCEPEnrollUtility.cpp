@@ -375,15 +375,16 @@ extern "C" void ConvertCertToPemFile(const char* path) {
   if (path == nullptr) return;
   // Done in-process; the log names the equivalent commands. The PEM text
   // replaces the file through a fresh, unpredictable name beside it (made
-  // exclusively, mode 0644: a certificate is public), so nothing planted at
-  // path + "_tmp" is ever opened and there is no moment without a file.
+  // exclusively, mode 0644: a certificate is public, flushed to disk before
+  // it replaces the file), so nothing planted at path + "_tmp" is ever
+  // opened and there is no moment without a file.
   const std::string tmp = std::string(path) + "_tmp";
   std::string pem;
   int status = DerFileAsPem(path, &pem);
   std::string command = std::string("openssl x509 -in ") + path + " -inform der -out " + tmp + " -outform pem";
   CERT_LOG(LOG_NOTICE, "command '%s' result = %d", command.c_str(), status);
   if (status != 0) return;
-  status = vmFileWrite(path, pem.data(), pem.size(), 0644, 0) == 0 ? 0 : 1;
+  status = vmFileWrite(path, pem.data(), pem.size(), 0644, VM_FILE_DURABLE) == 0 ? 0 : 1;
   command = "mv " + tmp + " " + path;
   CERT_LOG(LOG_NOTICE, "command '%s' result = %d", command.c_str(), status);
 }

@@ -167,7 +167,7 @@ int vmFileCreateTemporary(const char* target, std::string* temporary) {
 }
 
 int vmFileCommit(int fd, const std::string& temporary, const char* target, mode_t mode, unsigned options) {
-  bool ok = fchmod(fd, mode) == 0 && fsync(fd) == 0;
+  bool ok = fchmod(fd, mode) == 0 && ((options & VM_FILE_DURABLE) == 0 || fsync(fd) == 0);
   int error = errno;
   if (close(fd) != 0 && ok) {
     ok = false;

@@ -86,7 +86,7 @@ bool LoadKey(const std::string& database_path, Key* key) {
     DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Cannot write the device key %s", path.c_str());
     return false;
   }
-  if (vmFileCommit(fd, temporary, path.c_str(), 0600, VM_FILE_KEEP_EXISTING) != 0 && errno != EEXIST) {
+  if (vmFileCommit(fd, temporary, path.c_str(), 0600, VM_FILE_KEEP_EXISTING | VM_FILE_DURABLE) != 0 && errno != EEXIST) {
     DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Cannot store the device key %s: %s", path.c_str(),
            std::strerror(errno));
   }
