@@ -12,6 +12,7 @@
 
 #include <cstring>
 #include <functional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -193,6 +194,9 @@ TEST_P(HostileInput, IsRefusedQuicklyWithoutGrowing) {
   EXPECT_LT(outcome.grown_kib, 32 * 1024);
 }
 
+// Parameters print as their names, so test listings stay short.
+void PrintTo(const Case& c, std::ostream* os) { *os << c.door->name; }
+
 INSTANTIATE_TEST_SUITE_P(Doors, HostileInput, testing::ValuesIn(AllCases()), CaseName);
 
 // Writers: a link planted at every name they write leaves its victim as it
@@ -318,6 +322,8 @@ TEST_P(PlantedLinks, LeaveTheirVictimsAlone) {
   closedir(folder);
 }
 
+void PrintTo(const Writer& writer, std::ostream* os) { *os << writer.name; }
+
 INSTANTIATE_TEST_SUITE_P(Writers, PlantedLinks, testing::ValuesIn(kWriters),
                          [](const testing::TestParamInfo<Writer>& info) { return std::string(info.param.name); });
 
@@ -382,6 +388,8 @@ TEST_P(TamperedStore, IsRefusedWithThePathAndTheFix) {
   EXPECT_TRUE(log.Contains(LOG_ERR, named));
   chmod(db_.directory().c_str(), 0700);
 }
+
+void PrintTo(const Tamper& tamper, std::ostream* os) { *os << tamper.name; }
 
 INSTANTIATE_TEST_SUITE_P(Places, TamperedStore, testing::ValuesIn(kTampers),
                          [](const testing::TestParamInfo<Tamper>& info) { return std::string(info.param.name); });
