@@ -26,7 +26,7 @@ set(DM_PUBLIC_HEADERS
   platform/VmString.h platform/uBinary.h platform/uEvent.h platform/uEventHandler.h
   platform/uEventSerializer.h platform/uHTTPEvent.h platform/uHTTPHandler.h platform/uIPCReceiver.h
   platform/uIPCSender.h platform/uJson.h platform/vmCfg.h platform/vmCfgSchema.def platform/vmDevice.h
-  platform/vmLog.h platform/vmMessage.h platform/vmTime.h platform/vmUtils.h
+  platform/vmFile.h platform/vmLog.h platform/vmMessage.h platform/vmTime.h platform/vmUtils.h
   events/devmgmt_events.h events/DeviceManagementData.h events/SingletonHolder.h
   events/uDeviceManagementAgent.h events/uDeviceManagementEvent.h events/uDeviceManagementEventFactory.h
   events/uDeviceManagementEventHandler.h

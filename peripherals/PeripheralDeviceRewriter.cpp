@@ -6,6 +6,7 @@
 #include "platform/uJson.h"
 #include "platform/vmCfg.h"
 #include "platform/vmDevice.h"
+#include "platform/vmFile.h"
 #include "platform/vmLog.h"
 
 namespace {
@@ -54,7 +55,9 @@ void PeripheralDeviceRewriter::Init() { GetFilterListFromJsonFile(DefaultFilters
 
 bool PeripheralDeviceRewriter::GetFilterListFromJsonFile(const std::string& path, PeripheralDeviceFiltersJson& out) {
   const std::string content = peripherals::ReadFileText(path);
-  DM_LOG(VM_LOG_MODULE_ALERTS, LOG_DEBUG, "fileName: %s buffer: %s", path.c_str(), content.c_str());
+  // Only the start of the document: it comes from outside.
+  DM_LOG(VM_LOG_MODULE_ALERTS, LOG_DEBUG, "fileName: %s buffer: %.*s", path.c_str(), VM_FILE_LOG_PREFIX,
+         content.c_str());
   return GetFilterListFromString(content, out);
 }
 

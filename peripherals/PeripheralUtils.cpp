@@ -1,11 +1,11 @@
 #include "peripherals/PeripheralUtils.h"
 
 #include <algorithm>
-#include <fstream>
 #include <iterator>
-#include <sstream>
 
 #include "platform/vmCfg.h"
+#include "platform/vmFile.h"
+#include "platform/vmLog.h"
 
 namespace peripherals {
 namespace {
@@ -41,11 +41,12 @@ int EnumValue(const char* path, const std::string& text) {
 }
 
 std::string ReadFileText(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return std::string();
-  std::ostringstream content;
-  content << file.rdbuf();
-  return file.bad() ? std::string() : content.str();
+  std::string content;
+  const vmFileStatus status = vmFileRead(path.c_str(), VM_FILE_CAP_JSON, 0, &content);
+  if (status != VM_FILE_OK && status != VM_FILE_MISSING) {
+    DM_LOG(VM_LOG_MODULE_ALERTS, LOG_ERR, "Cannot read %s: %s", path.c_str(), vmFileStatusText(status));
+  }
+  return content;
 }
 
 bool FirstWord(const std::string& text, std::string& word) {

@@ -19,7 +19,9 @@ bool ContainsIgnoreCase(const std::string& haystack, const std::string& needle);
 // negative when it is not one of its names (case-sensitive).
 int EnumValue(const char* path, const std::string& text);
 
-// The whole content of a file; a file that cannot be read gives "".
+// The whole content of a JSON document file; a file that cannot be read
+// gives "". A file that is not a regular file or is larger than
+// VM_FILE_CAP_JSON is refused with one error line (a missing one silently).
 std::string ReadFileText(const std::string& path);
 
 // The first non-empty blank-separated word of `text`; false when none.

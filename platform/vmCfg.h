@@ -3,7 +3,9 @@
 // Parameters are addressed by slash-separated paths ("status/alarm/3/name");
 // one leading '/' is accepted and ignored. The host platform keeps them in
 // one SQLite file shared by every process (VM_CFG_DB, else
-// $XDG_STATE_HOME/devmgmt/config.db, else ~/.local/state/devmgmt/config.db).
+// $XDG_STATE_HOME/devmgmt/config.db, else ~/.local/state/devmgmt/config.db;
+// with none of them set, every call fails). Its folder must belong to the
+// user (or root) and be writable by nobody else, or the database is refused.
 // Parameters declared in the schema (vmCfgSchema.def) read as their default
 // until written; any other path is missing until written. Every successful
 // write is one transaction and is announced to ConfigManager listeners.

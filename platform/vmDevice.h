@@ -30,14 +30,21 @@ DM_EXPORT int vm_get_user_id(char* buffer, int size);
 DM_EXPORT int vm_get_phone_number(char* buffer, int size);
 DM_EXPORT int is_conference_phone(void);
 
-// Secrets are stored as "enc1:" + base64(nonce | AES-256-GCM ciphertext |
+// Secrets are stored as "enc2:" + base64(nonce | AES-256-GCM ciphertext |
 // tag) under a per-device key kept beside the database (device.key, mode
-// 0600, made on first use; VM_DEVICE_KEY_FILE names another file).
+// 0600, made on first use, refused when others may read or change it;
+// VM_DEVICE_KEY_FILE names another file). VM_Encrypt_Path_Param seals the
+// secret for one configuration path (the path is the cipher's associated
+// data): VM_Decrypt_Param opens such a text only when it is stored under
+// exactly one path, the one it was made for, so secrets cannot be swapped or
+// copied between paths. VM_Encrypt_Param makes the unbound "enc1:" form of
+// earlier versions, which still opens anywhere.
 // VM_Decrypt_Param writes the plain text into `buffer` and returns 0, or
 // returns -1 (buffer emptied) for text that is not a secret of this device,
-// that was altered, or that does not fit. Neither ever logs the secret.
+// that was altered or moved, or that does not fit. None ever logs the secret.
 DM_EXPORT int VM_Decrypt_Param(const char* stored, char* buffer, int size);
 DM_EXPORT int VM_Encrypt_Param(const char* plain, char* buffer, int size);
+DM_EXPORT int VM_Encrypt_Path_Param(const char* path, const char* plain, char* buffer, int size);
 
 // The device certificate and private key files (two 256-byte buffers);
 // 0 when both are configured.

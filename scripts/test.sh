@@ -4,6 +4,8 @@
 # whose tests run under qemu-arm; then the thread-sanitizer build of the
 # concurrency, soak and crash tests only (the rest is single-threaded). The
 # host and ARM builds' libraries are also checked against their ABI baselines.
+# Every build's tests include FuzzReplay.<target>: each fuzz target run over
+# its corpus in fuzz/corpus/ (seeds and past findings), without libFuzzer.
 # Usage: scripts/test.sh [preset...]   (default: default asan armhf tsan)
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -16,6 +16,7 @@
 
 #include "platform/vmCfg.h"
 #include "platform/vmDevice.h"
+#include "platform/vmFile.h"
 #include "platform/vmTime.h"
 #include "platform/vmUtils.h"
 #include "state/CertLog.h"
@@ -48,15 +49,32 @@ std::string LocalTimeText(time_t when) {
   return std::string(text);
 }
 
+// True for a read failure that is a refusal worth its own log line (a
+// missing file is reported by the callers' own messages).
+bool Refused(vmFileStatus status) {
+  return status != VM_FILE_OK && status != VM_FILE_MISSING && status != VM_FILE_ERROR;
+}
+
+// Reads a certificate file whole, up to its cap; a refusal is logged here.
+vmFileStatus ReadCertificateFile(const char* path, std::string* content) {
+  const vmFileStatus status = vmFileRead(path, VM_FILE_CAP_CERTIFICATE, 0, content);
+  if (Refused(status)) CERT_LOG(LOG_NOTICE, "File:%s is refused: %s", path, vmFileStatusText(status));
+  return status;
+}
+
 // Reads one PEM block and gives its data back, with its type name. Failures
 // are logged under the loader's name.
 bool ReadPemBlock(const char* path, std::vector<unsigned char>* data, bool* is_private_key) {
   char file[256];
-  BIO* in = nullptr;
+  std::string content;
+  vmFileStatus status = VM_FILE_MISSING;
   const int written = std::snprintf(file, sizeof file, "%s", path);
-  if (written >= 0 && static_cast<size_t>(written) < sizeof file) in = BIO_new_file(file, "r");
+  if (written >= 0 && static_cast<size_t>(written) < sizeof file) {
+    status = ReadCertificateFile(file, &content);
+  }
+  BIO* in = status == VM_FILE_OK ? BIO_new_mem_buf(content.data(), static_cast<int>(content.size())) : nullptr;
   if (in == nullptr) {
-    CERT_LOG_AS(kLoaderName, LOG_NOTICE, "BIO_new_file failed");
+    if (!Refused(status)) CERT_LOG_AS(kLoaderName, LOG_NOTICE, "BIO_new_file failed");
     CERT_LOG_AS(kLoaderName, LOG_ERR, "File:%s fail reading\n", path);
     return false;
   }
@@ -309,7 +327,12 @@ void update_ssl_certificate_status(void) {
 
 int IsPemFile(const char* path) {
   int result = 0;
-  FILE* file = path != nullptr ? std::fopen(path, "r") : nullptr;
+  // A regular file only: a FIFO would block and /dev/zero never ends.
+  vmFileStatus status = VM_FILE_MISSING;
+  const int fd = path != nullptr ? vmFileOpenInput(path, 0, VM_FILE_CAP_CERTIFICATE, &status) : -1;
+  if (Refused(status)) CERT_LOG(LOG_NOTICE, "File:%s is refused: %s", path, vmFileStatusText(status));
+  FILE* file = fd >= 0 ? fdopen(fd, "r") : nullptr;
+  if (file == nullptr && fd >= 0) close(fd);
   if (file != nullptr) {
     char line[256];
     // Long lines arrive in pieces; a marker is looked for in each piece.
@@ -330,35 +353,38 @@ int IsPemFile(const char* path) {
 
 namespace {
 
-// Reads one DER certificate from `in` and writes it as PEM to `out`. 0 on
-// success; on failure 1, and `out` is not left behind.
-int WriteDerAsPem(const char* in, const std::string& out) {
-  BIO* source = BIO_new_file(in, "rb");
-  X509* cert = source != nullptr ? d2i_X509_bio(source, nullptr) : nullptr;
-  BIO_free(source);
+// Reads one DER certificate file and gives its PEM text. 0 on success, 1 on failure.
+int DerFileAsPem(const char* in, std::string* pem) {
+  std::string der;
+  if (ReadCertificateFile(in, &der) != VM_FILE_OK) return 1;
+  const unsigned char* cursor = reinterpret_cast<const unsigned char*>(der.data());
+  X509* cert = d2i_X509(nullptr, &cursor, static_cast<long>(der.size()));
   if (cert == nullptr) return 1;
-  BIO* target = BIO_new_file(out.c_str(), "w");
-  bool ok = target != nullptr && PEM_write_bio_X509(target, cert) == 1 && BIO_flush(target) == 1;
-  if (target != nullptr && BIO_free(target) != 1) ok = false;
+  BIO* out = BIO_new(BIO_s_mem());
+  char* text = nullptr;
+  const long length = out != nullptr && PEM_write_bio_X509(out, cert) == 1 ? BIO_get_mem_data(out, &text) : 0;
+  if (length > 0) pem->assign(text, static_cast<size_t>(length));
+  BIO_free(out);
   X509_free(cert);
-  if (!ok && target != nullptr) unlink(out.c_str());
-  return ok ? 0 : 1;
+  return length > 0 ? 0 : 1;
 }
 
 }  // namespace
 
 extern "C" void ConvertCertToPemFile(const char* path) {
   if (path == nullptr) return;
+  // Done in-process; the log names the equivalent commands. The PEM text
+  // replaces the file through a fresh, unpredictable name beside it (made
+  // exclusively, mode 0644: a certificate is public, flushed to disk before
+  // it replaces the file), so nothing planted at path + "_tmp" is ever
+  // opened and there is no moment without a file.
   const std::string tmp = std::string(path) + "_tmp";
-  // Done in-process; the log names the equivalent commands.
-  int status = WriteDerAsPem(path, tmp);
+  std::string pem;
+  int status = DerFileAsPem(path, &pem);
   std::string command = std::string("openssl x509 -in ") + path + " -inform der -out " + tmp + " -outform pem";
   CERT_LOG(LOG_NOTICE, "command '%s' result = %d", command.c_str(), status);
   if (status != 0) return;
-  // rename() replaces the original in one step, so there is no moment
-  // without a certificate file.
-  status = rename(tmp.c_str(), path) == 0 ? 0 : 1;
+  status = vmFileWrite(path, pem.data(), pem.size(), 0644, VM_FILE_DURABLE) == 0 ? 0 : 1;
   command = "mv " + tmp + " " + path;
   CERT_LOG(LOG_NOTICE, "command '%s' result = %d", command.c_str(), status);
-  if (status != 0) unlink(tmp.c_str());
 }

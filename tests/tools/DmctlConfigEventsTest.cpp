@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <map>
 #include <string>
 #include <vector>
@@ -104,16 +105,35 @@ TEST_F(Dmctl, ConfigWatchPrintsChangesOfOtherProcesses) {
 }
 
 TEST_F(Dmctl, SecretsAreStoredEncryptedAndNeverPrinted) {
-  const ProgramResult result = Run({"config", "set-secret", "ems/server/password"}, "n3w-pa55\n");
-  ASSERT_EQ(0, result.status) << result.err;
-  EXPECT_EQ(std::string::npos, (result.out + result.err).find("n3w-pa55"));
-  char stored[256];
-  ASSERT_EQ(VM_CFG_OK, vmCfgGetParam("ems/server/password", stored, sizeof stored));
-  EXPECT_EQ(0, std::string(stored).find("enc1:"));
-  char plain[64];
-  ASSERT_EQ(0, VM_Decrypt_Param(stored, plain, sizeof plain));
-  EXPECT_STREQ("n3w-pa55", plain);
-  EXPECT_EQ(1, Run({"config", "set-secret", "ems/server/password"}, "").status);
+  // Usable secrets are stored bound to their path; unusable ones are refused
+  // and leave the stored value alone.
+  const std::string longest(63, 'x');
+  const struct {
+    std::string input;
+    int status;
+    std::string plain;  // expected after the call ("" = refused)
+    const char* message;
+  } cases[] = {
+      {"n3w-pa55\n", 0, "n3w-pa55", ""},
+      {longest, 0, longest, ""},
+      {longest + "y\n", 1, "", "longer than 63"},
+      {std::string("ab\0cd\n", 6), 1, "", "NUL"},
+      {"", 1, "", "no secret"},
+  };
+  std::string last;
+  for (const auto& c : cases) {
+    const ProgramResult result = Run({"config", "set-secret", "ems/server/password"}, c.input);
+    EXPECT_EQ(c.status, result.status) << c.input << result.err;
+    EXPECT_NE(std::string::npos, result.err.find(c.message)) << result.err;
+    if (!c.plain.empty()) last = c.plain;
+    EXPECT_EQ(std::string::npos, (result.out + result.err).find(last));
+    char stored[256];
+    ASSERT_EQ(VM_CFG_OK, vmCfgGetParam("ems/server/password", stored, sizeof stored));
+    EXPECT_EQ(0u, std::string(stored).find("enc2:"));
+    char plain[64];
+    ASSERT_EQ(0, VM_Decrypt_Param(stored, plain, sizeof plain));
+    EXPECT_EQ(last, plain);
+  }
 }
 
 TEST_F(Dmctl, SentEventsAreDecodedByTheListener) {
@@ -144,6 +164,15 @@ struct Refusal {
   int status;
   const char* message;  // a fragment of the one stderr line
 };
+
+// Names the case by its words in test listings.
+void PrintTo(const Refusal& refusal, std::ostream* out) {
+  *out << "dmctl";
+  for (std::string arg : refusal.args) {
+    std::replace(arg.begin(), arg.end(), ' ', '_');  // listings split at spaces
+    *out << '_' << arg;
+  }
+}
 
 class DmctlRefuses : public Dmctl, public testing::WithParamInterface<Refusal> {};
 

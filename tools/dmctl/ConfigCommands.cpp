@@ -1,5 +1,9 @@
 // dmctl config: read, write, delete and list configuration parameters, list
 // the schema; store secrets.
+#include <termios.h>
+#include <unistd.h>
+
+#include <cstdio>
 #include <iostream>
 #include <string>
 
@@ -112,12 +116,46 @@ void AddConfigCommands(CLI::App& app, Context& context) {
                     "the secret is read from standard input so it stays out of shell history");
   secret->add_option("path", path, "Parameter path, e.g. ems/server/password")->required();
   secret->callback([] {
+    // The report's password buffer holds 63 bytes and a NUL: a longer secret,
+    // or one with a NUL inside, could never be used, so it is refused here.
+    constexpr size_t kLongest = 63;
+    // Typed on a terminal, the secret is not echoed.
+    struct NoEcho {
+      termios saved{};
+      bool active = isatty(STDIN_FILENO) == 1 && tcgetattr(STDIN_FILENO, &saved) == 0;
+      NoEcho() {
+        if (!active) return;
+        termios quiet = saved;
+        quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
+        std::cerr << "Secret: " << std::flush;
+      }
+      ~NoEcho() {
+        if (!active) return;
+        tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
+        std::cerr << std::endl;
+      }
+    };
     std::string plain;
-    std::getline(std::cin, plain);
-    if (plain.empty()) throw Failure("no secret on standard input");
+    {
+      NoEcho no_echo;
+      // One line, read no further than one byte past what could be used.
+      for (int c = std::cin.get(); c != EOF && c != '\n' && plain.size() <= kLongest; c = std::cin.get()) {
+        plain.push_back(static_cast<char>(c));
+      }
+    }
+    const bool too_long = plain.size() > kLongest;
+    const bool has_nul = plain.find('\0') != std::string::npos;
+    const bool empty = plain.empty();
+    if (too_long || has_nul || empty) {
+      plain.assign(plain.size(), '\0');
+      if (empty) throw Failure("no secret on standard input");
+      throw Failure(too_long ? "refused: the secret is longer than 63 bytes"
+                             : "refused: the secret holds a NUL byte");
+    }
     char stored[4096];
     ForgetLibraryLog();
-    if (VM_Encrypt_Param(plain.c_str(), stored, sizeof stored) != 0) {
+    if (VM_Encrypt_Path_Param(path.c_str(), plain.c_str(), stored, sizeof stored) != 0) {
       plain.assign(plain.size(), '\0');
       throw Failure(Because("cannot encrypt the secret"));
     }

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/host/config/StoreLocation.h"
 #include "platform/vmCfg.h"
 #include "platform/vmLog.h"
 
@@ -25,19 +26,6 @@ int BusyTimeoutMs() {
   const long value = std::strtol(text, &end, 10);
   return (end != text && *end == '\0' && value >= 0 && value <= 600000) ? static_cast<int>(value)
                                                                         : kDefaultBusyTimeoutMs;
-}
-
-// mkdir -p for the default location; the directory is private to the user.
-bool MakeDirectories(const std::string& file_path) {
-  for (size_t slash = file_path.find('/', 1); slash != std::string::npos;
-       slash = file_path.find('/', slash + 1)) {
-    const std::string dir = file_path.substr(0, slash);
-    if (mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) {
-      DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Cannot create %s: %s", dir.c_str(), std::strerror(errno));
-      return false;
-    }
-  }
-  return true;
 }
 
 // The smallest text greater than every text that starts with `prefix`, or ""
@@ -91,20 +79,7 @@ bool Exec(sqlite3* db, const char* sql) {
   return true;
 }
 
-std::string DefaultDatabasePath() {
-  if (const char* path = std::getenv("VM_CFG_DB")) {
-    if (*path != '\0') return path;
-  }
-  std::string base;
-  if (const char* state = std::getenv("XDG_STATE_HOME"); state && *state == '/') {
-    base = state;
-  } else if (const char* home = std::getenv("HOME"); home && *home == '/') {
-    base = std::string(home) + "/.local/state";
-  } else {
-    base = "/tmp";
-  }
-  return base + "/devmgmt/config.db";
-}
+std::string DefaultDatabasePath() { return EnvironmentDatabasePath(); }
 
 ConfigStore& ConfigStore::Instance() {
   // Never destroyed: other static destructors and the delivery thread may
@@ -169,7 +144,8 @@ bool ConfigStore::EnsureOpenLocked() {
 }
 
 bool ConfigStore::OpenLocked(const std::string& path) {
-  if (m_path.empty() && std::getenv("VM_CFG_DB") == nullptr && !MakeDirectories(path)) return false;
+  // The default location is made on first use; a named one must exist.
+  if (!CheckDatabaseFolder(path, m_path.empty() && std::getenv("VM_CFG_DB") == nullptr)) return false;
   // Create the file ourselves so that it is private from the first byte;
   // SQLite gives its -wal and -shm files the same mode.
   const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);

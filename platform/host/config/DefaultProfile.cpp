@@ -44,7 +44,7 @@ std::vector<std::pair<std::string, std::string>> DefaultProfile(const std::strin
   // The EMS password is a stored secret like any other: encrypted under this
   // database's device key.
   std::string password;
-  if (EncryptSecret(database_path, "change-me-on-first-use", &password)) {
+  if (EncryptSecret(database_path, "ems/server/password", "change-me-on-first-use", &password)) {
     profile.emplace_back("ems/server/password", password);
   } else {
     DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_WARNING, "Profile seeded without the EMS password");

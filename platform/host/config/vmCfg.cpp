@@ -10,6 +10,7 @@
 
 #include "platform/host/config/ConfigAccess.h"
 #include "platform/host/config/ConfigStore.h"
+#include "platform/host/device/Secrets.h"
 #include "platform/vmCfg.h"
 #include "platform/vmLog.h"
 
@@ -98,6 +99,7 @@ const char* KeepString(const std::string& text) {
 
 int ReadValue(const std::string& path, std::string* value) {
   const int rc = ConfigStore::Instance().Get(path, value);
+  if (rc == VM_CFG_OK) NoteValueRead(path, *value);  // where a secret came from
   if (rc != VM_CFG_NOT_FOUND) return rc;
   if (const vmCfgParam* param = FindParam(path)) {
     *value = param->default_value;

@@ -9,9 +9,18 @@ namespace dmcfg {
 // The key file used with the database at `database_path`.
 std::string DeviceKeyPath(const std::string& database_path);
 
-// Encrypts `plain` for the database at `database_path`; false on failure.
-bool EncryptSecret(const std::string& database_path, const std::string& plain, std::string* stored);
-bool DecryptSecret(const std::string& database_path, const std::string& stored, std::string* plain);
+// Encrypts `plain` for the database at `database_path`, bound to the
+// configuration path `param_path` when it is not null; false on failure.
+bool EncryptSecret(const std::string& database_path, const char* param_path, const std::string& plain,
+                   std::string* stored);
+// Opens a stored secret; a bound one only with the path it was made for.
+bool DecryptSecret(const std::string& database_path, const char* param_path, const std::string& stored,
+                   std::string* plain);
+
+// Called by the configuration reads: remembers, per thread, where the last
+// few bound secrets were read from, so that decrypting one finds its path
+// without a search. Cheap for any other value.
+void NoteValueRead(const std::string& path, const std::string& value);
 
 }  // namespace dmcfg
 

@@ -56,6 +56,23 @@ TEST_F(Device, SeededPasswordBelongsToThisDevice) {
   char plain[64];
   ASSERT_EQ(0, VM_Decrypt_Param(stored, plain, sizeof plain));
   EXPECT_STREQ("change-me-on-first-use", plain);
+  // It is bound to its path: read from another path (copied or moved there)
+  // it does not open.
+  const std::string sealed = stored;
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("ems/server/fallback_password", sealed.c_str()));
+  EXPECT_EQ(-1, VM_Decrypt_Param(g1357(), plain, sizeof plain));
+  EXPECT_EQ(0, VM_Decrypt_Param(g78(), plain, sizeof plain));
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("ems/server/password", "other"));
+  EXPECT_EQ(-1, VM_Decrypt_Param(sealed.c_str(), plain, sizeof plain));
+  // A text that was never read is found by a search, and must be held by one path only.
+  char fresh[256];
+  ASSERT_EQ(0, VM_Encrypt_Path_Param("/ems/server/password", "p", fresh, sizeof fresh));
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("ems/server/password", fresh));
+  EXPECT_EQ(0, VM_Decrypt_Param(fresh, plain, sizeof plain));
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("ems/server/fallback_password", fresh));
+  EXPECT_EQ(-1, VM_Decrypt_Param(fresh, plain, sizeof plain));
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("ems/server/password", sealed.c_str()));
+  stored = g78();
   // Another device (another key) cannot read it.
   setenv("VM_DEVICE_KEY_FILE", (db_.directory() + "/other.key").c_str(), 1);
   EXPECT_EQ(-1, VM_Decrypt_Param(stored, plain, sizeof plain));

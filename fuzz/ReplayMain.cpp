@@ -1,0 +1,49 @@
+// Runs a fuzz target's entry point once on every file named on the command
+// line (a folder stands for the files in it, in name order), so that the
+// seed corpora and regression inputs run as ordinary tests in every build,
+// without libFuzzer or clang. A failed check aborts, as under the fuzzer.
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <system_error>
+#include <vector>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+
+int main(int argc, char** argv) {
+  std::vector<std::filesystem::path> inputs;
+  for (int i = 1; i < argc; ++i) {
+    std::error_code error;
+    if (std::filesystem::is_directory(argv[i], error)) {
+      std::vector<std::filesystem::path> files;
+      for (const auto& entry : std::filesystem::directory_iterator(argv[i], error)) files.push_back(entry.path());
+      std::sort(files.begin(), files.end());
+      inputs.insert(inputs.end(), files.begin(), files.end());
+    } else {
+      inputs.emplace_back(argv[i]);
+    }
+  }
+  if (inputs.empty()) {
+    std::fprintf(stderr, "usage: %s FILE|FOLDER...\n", argv[0]);
+    return 2;
+  }
+  for (const std::filesystem::path& input : inputs) {
+    std::ifstream file(input, std::ios::binary);
+    if (!file) {
+      std::fprintf(stderr, "cannot read %s\n", input.c_str());
+      return 1;
+    }
+    const std::vector<char> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    std::printf("%s (%zu bytes)\n", input.c_str(), bytes.size());
+    std::fflush(stdout);
+    // A zero-length input still gets a valid pointer, as libFuzzer gives one.
+    static const uint8_t kEmpty = 0;
+    LLVMFuzzerTestOneInput(bytes.empty() ? &kEmpty : reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+  }
+  std::printf("%zu inputs replayed\n", inputs.size());
+  return 0;
+}
