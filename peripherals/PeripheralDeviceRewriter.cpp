@@ -1,6 +1,8 @@
 #include "peripherals/PeripheralDeviceRewriter.h"
 
 #include <cstdlib>
+#include <memory>
+#include <mutex>
 
 #include "peripherals/PeripheralUtils.h"
 #include "platform/uJson.h"
@@ -30,6 +32,27 @@ std::string SystemType() {
   const char* hw = VM_Get_Hw_Type();
   return hw ? hw : "";
 }
+
+// The configured filters document of the last rewrite, kept while the text
+// stays the same: the text rarely changes, and parsing it is most of what a
+// rewrite costs. A new text gets a fresh document.
+struct ConfiguredFilters {
+  std::mutex lock;
+  std::string text;
+  std::unique_ptr<PeripheralDeviceFiltersJson> document;
+  bool parsed = false;  // `document` holds the parse of `text`
+  bool valid = false;   // and that parse succeeded
+};
+
+ConfiguredFilters& Configured() {
+  static ConfiguredFilters configured;
+  return configured;
+}
+
+// Set by the rewrite around its call of GetFilterListFromString when the
+// document it passes already holds the text's parse; the call then logs as
+// usual but does not parse again.
+thread_local const ConfiguredFilters* t_alreadyParsed = nullptr;
 
 }  // namespace
 
@@ -62,7 +85,14 @@ bool PeripheralDeviceRewriter::GetFilterListFromJsonFile(const std::string& path
 }
 
 bool PeripheralDeviceRewriter::GetFilterListFromString(const std::string& text, PeripheralDeviceFiltersJson& out) {
-  if (!uJson::DeSerializer::DeSerialize(out, text)) {
+  bool parsed;
+  const ConfiguredFilters* known = t_alreadyParsed;
+  if (known != nullptr && known->parsed && known->document.get() == &out) {
+    parsed = known->valid;
+  } else {
+    parsed = uJson::DeSerializer::DeSerialize(out, text);
+  }
+  if (!parsed) {
     DM_LOG(VM_LOG_MODULE_ALERTS, LOG_ERR, "call DeSerialize failed.\n");
     // A half-read document must not be used as a filter list.
     out.m_filters.ClearChildren();
@@ -78,11 +108,23 @@ bool PeripheralDeviceRewriter::GetFilterListFromString(const std::string& text, 
 
 bool PeripheralDeviceRewriter::RewritePeripheralInfo(const PeripheralInfo& in, PeripheralInfo& out) {
   PrintPeripheralInfo(in, "to rewrite");
-  const char* configured = g523();
-  const std::string text = configured ? configured : "";
-  if (!text.empty()) {
-    PeripheralDeviceFiltersJson document;
-    if (GetFilterListFromString(text, document) && FindFilterInList(in, out, document.m_filters)) {
+  const char* text = g523();
+  if (text != nullptr && text[0] != '\0') {
+    ConfiguredFilters& configured = Configured();
+    std::lock_guard<std::mutex> guard(configured.lock);
+    if (!configured.document || configured.text.compare(text) != 0) {
+      configured.text = text;
+      configured.document.reset(new PeripheralDeviceFiltersJson());
+      configured.parsed = false;
+    }
+    t_alreadyParsed = &configured;
+    const bool listed = GetFilterListFromString(configured.text, *configured.document);
+    t_alreadyParsed = nullptr;
+    if (!configured.parsed) {
+      configured.parsed = true;
+      configured.valid = listed;
+    }
+    if (listed && FindFilterInList(in, out, configured.document->m_filters)) {
       DM_LOG(VM_LOG_MODULE_ALERTS, LOG_DEBUG, "A compatible filter was found in config");
       return true;
     }
