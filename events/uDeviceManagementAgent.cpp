@@ -10,18 +10,19 @@
 template class SingletonHolder<uIPCSender, uIPCSender>;
 
 extern "C" int SendMessageToEmsc(int eventType, const char* data, unsigned int size) {
-  if (size > VM_MSG_PAYLOAD_SIZE) {
-    DM_LOG(VM_LOG_MODULE_AGENT, LOG_ERR, "Payload of %u bytes for event type %d exceeds %u bytes",
-           size, eventType, VM_MSG_PAYLOAD_SIZE);
-    return 0;
-  }
   message_extra_t message;
   memset(&message, 0, sizeof message);
   message.family = VM_EVENT_FAMILY_DEVICE_MANAGEMENT;
   message.eventType = eventType;
   unsigned int length = VM_MSG_HEADER_SIZE;
   // A payload starting with a zero byte is sent empty: peers rely on this.
+  // Only a payload that is copied has to fit the message.
   if (data != nullptr && data[0] != '\0' && size != 0) {
+    if (size > VM_MSG_PAYLOAD_SIZE) {
+      DM_LOG(VM_LOG_MODULE_AGENT, LOG_ERR, "Payload of %u bytes for event type %d exceeds %u bytes", size,
+             eventType, VM_MSG_PAYLOAD_SIZE);
+      return 0;
+    }
     memcpy(message.data, data, size);
     length += size;
   }
