@@ -193,9 +193,11 @@ int GetStatusSystemStateInfo(const char* path, char* buffer, size_t size) {
 }
 
 void SetWasSuccessfulValue(const char* path, SystemState& record) {
+  // A record that can't be read counts as a default one: the flag of a
+  // half-parsed record is not carried forward.
   SystemState stored;
-  GetStatusSystemState(path, stored);  // a failed read leaves the flag false
-  if (stored.m_wasSuccessful.GetValue() || record.m_result.GetString() == "success") {
+  const bool storedFlag = GetStatusSystemState(path, stored) == 0 && stored.m_wasSuccessful.GetValue();
+  if (storedFlag || record.m_result.GetString() == "success") {
     record.m_wasSuccessful.SetValue(true);
     STATE_LOG(LOG_DEBUG, "set %s wasSuccessful = true", path ? path : "(null)");
   }

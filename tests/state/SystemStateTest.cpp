@@ -106,6 +106,18 @@ TEST_F(SystemStateTest, UnreadableRecordsGiveEmptyMembers) {
             Stored(kPath));
   EXPECT_EQ("", GetStatusSystemStateStatus(kPath));
   EXPECT_EQ(-1, GetStatusSystemStateInfo(kPath, buffer, 8));
+
+  // An unreadable stored record is a default one for the sticky flag, even
+  // when the part that can be read says it succeeded.
+  const std::string unreadable[] = {
+      R"({"status":"s","result":"success","wasSuccessful":true,"info":")" + std::string(300, 'i') + "\"}",
+      R"({"wasSuccessful":true,"status":[)",
+  };
+  for (const std::string& stored : unreadable) {
+    ASSERT_EQ(VM_CFG_OK, vmCfgSetParam(kPath, stored.c_str()));
+    ASSERT_EQ(0, SetStatusSystemState(kPath, "s", "failed", ""));
+    EXPECT_FALSE(GetStatusSystemStateWasSuccessful(kPath)) << stored;
+  }
 }
 
 TEST_F(SystemStateTest, SuccessIsStickyThroughLaterWrites) {
