@@ -114,7 +114,7 @@ bool RewritePeripheralDevice(PeripheralDeviceData& data) {
   return true;
 }
 
-bool GetDetailInfoFromReleaseJson(const std::string& path, ReleaseFWInfo& info) {
+bool GetDetailInfoFromReleaseJson(std::string& path, ReleaseFWInfo& info) {
   const std::string content = peripherals::ReadFileText(path);
   if (!uJson::DeSerializer::DeSerialize(info, content)) {
     DM_LOG(VM_LOG_MODULE_ALERTS, LOG_ERR, "call DeSerialize failed.\n");
@@ -126,38 +126,46 @@ bool GetDetailInfoFromReleaseJson(const std::string& path, ReleaseFWInfo& info) 
   return true;
 }
 
-bool GetDataFromReleaseJsonFile(const std::string& path, std::string& deviceName, std::string& firmwareVersion,
-                                std::string& firmwareName) {
+namespace {
+
+// The four readers of one release file share this; its failure line is the
+// caller's own.
+bool ReadReleaseFile(const DmLogSite& site, std::string& path, std::string* deviceName,
+                     std::string* firmwareVersion, std::string* firmwareName) {
   ReleaseFWInfo info;
   if (!GetDetailInfoFromReleaseJson(path, info)) {
-    DM_LOG(VM_LOG_MODULE_ALERTS, LOG_ERR, "GetDetailInfoFromReleaseJson failed.\n");
+    DM_LOG_AT(site, VM_LOG_MODULE_ALERTS, LOG_ERR, "GetDetailInfoFromReleaseJson failed.\n");
     return false;
   }
-  deviceName = info.m_deviceName.GetString();
-  firmwareVersion = info.m_firmwareVersion.GetString();
-  firmwareName = info.m_firmwareName.GetString();
+  if (deviceName != nullptr) *deviceName = info.m_deviceName.GetString();
+  if (firmwareVersion != nullptr) *firmwareVersion = info.m_firmwareVersion.GetString();
+  if (firmwareName != nullptr) *firmwareName = info.m_firmwareName.GetString();
   return true;
 }
 
-bool GetFirmwareVersionFromReleaseJsonFile(const std::string& path, std::string& version) {
-  std::string deviceName, firmwareName;
-  return GetDataFromReleaseJsonFile(path, deviceName, version, firmwareName);
+}  // namespace
+
+bool GetDataFromReleaseJsonFile(std::string& path, std::string& deviceName, std::string& firmwareVersion,
+                                std::string& firmwareName) {
+  return ReadReleaseFile(DM_LOG_SITE, path, &deviceName, &firmwareVersion, &firmwareName);
 }
 
-bool GetFileFirmwareNameFromReleaseJsonFile(const std::string& path, std::string& name) {
-  std::string deviceName, version;
-  return GetDataFromReleaseJsonFile(path, deviceName, version, name);
+bool GetFirmwareVersionFromReleaseJsonFile(std::string& path, std::string& version) {
+  return ReadReleaseFile(DM_LOG_SITE, path, nullptr, &version, nullptr);
 }
 
-bool GetDeviceNameFromReleaseJsonFile(const std::string& path, std::string& deviceName) {
-  std::string version, firmwareName;
-  return GetDataFromReleaseJsonFile(path, deviceName, version, firmwareName);
+bool GetFileFirmwareNameFromReleaseJsonFile(std::string& path, std::string& name) {
+  return ReadReleaseFile(DM_LOG_SITE, path, nullptr, nullptr, &name);
+}
+
+bool GetDeviceNameFromReleaseJsonFile(std::string& path, std::string& deviceName) {
+  return ReadReleaseFile(DM_LOG_SITE, path, &deviceName, nullptr, nullptr);
 }
 
 std::string GetUnzipFullFwFilePath(int index, const std::string& url, const std::string& directory) {
   const std::string fileName = GetFileNameFromUrl(url);
   const std::string stem = "/tmp/" + directory + "/" + IntToString(index) + "_";
-  const std::string releasePath = SwitchFilenameSuffix(stem + fileName, kReleaseSuffix);
+  std::string releasePath = SwitchFilenameSuffix(stem + fileName, kReleaseSuffix);
   std::string firmwareName;
   if (!GetFileFirmwareNameFromReleaseJsonFile(releasePath, firmwareName)) {
     DM_LOG(VM_LOG_MODULE_ALERTS, LOG_ERR, "GetFileFirmwareNameFromReleaseJsonFile failed!");
