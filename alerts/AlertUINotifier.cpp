@@ -16,9 +16,9 @@ namespace {
 const char* const kCardKey = "command/card";
 const char* const kRemoteCardKey = "remote/console/command/card";
 
-void WriteCard(const char* key, const std::string& card) {
+void WriteCard(const DmLogSite& site, const char* key, const std::string& card) {
   const int rc = vmCfgSetParam(key, card.c_str());
-  if (rc != VM_CFG_OK) UI_LOG(LOG_ERR, "Failed to write the card to %s (%d)", key, rc);
+  if (rc != VM_CFG_OK) DM_LOG_AT(site, VM_LOG_MODULE_ALERTS, LOG_ERR, "Failed to write the card to %s (%d)", key, rc);
 }
 
 }  // namespace
@@ -137,16 +137,16 @@ std::string AlertUINotifier::CustomizeCardForRemote(const std::string& text) {
 void AlertUINotifier::OpenCard(vmTCfgTypeStatusAlarmUiNotification mode, const std::string& card) {
   switch (mode) {
     case VM_UI_NOTIFICATION_DEVICE:
-      WriteCard(kCardKey, card);
+      WriteCard(DM_LOG_SITE, kCardKey, card);
       break;
     case VM_UI_NOTIFICATION_REMOTE:
-      WriteCard(kRemoteCardKey, card);
+      WriteCard(DM_LOG_SITE, kRemoteCardKey, card);
       break;
     case VM_UI_NOTIFICATION_DEVICE_AND_REMOTE:
-      WriteCard(kCardKey, card);
+      WriteCard(DM_LOG_SITE, kCardKey, card);
       // The adaptation only tells whether the console can take the card;
       // the console receives the card as given.
-      if (!CustomizeCardForRemote(card).empty()) WriteCard(kRemoteCardKey, card);
+      if (!CustomizeCardForRemote(card).empty()) WriteCard(DM_LOG_SITE, kRemoteCardKey, card);
       break;
     default:
       break;

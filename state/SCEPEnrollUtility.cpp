@@ -26,6 +26,7 @@ namespace {
 constexpr int kToleranceSeconds = 300;
 // The failure messages of the loader carry this function name.
 const char kLoaderName[] = "vml_lync_alloc_key_from_file";
+#define LOADER_SITE (DmLogSite{kLoaderName, __LINE__})
 
 // Frees a record that may be partly filled.
 void DestroyRecord(certificate_openssl* cert) { cert_crypto_destroy(cert); }
@@ -56,8 +57,8 @@ bool ReadPemBlock(const char* path, std::vector<unsigned char>* data, bool* is_p
   const int written = std::snprintf(file, sizeof file, "%s", path);
   if (written >= 0 && static_cast<size_t>(written) < sizeof file) in = BIO_new_file(file, "r");
   if (in == nullptr) {
-    CERT_LOG_AS(kLoaderName, LOG_NOTICE, "BIO_new_file failed");
-    CERT_LOG_AS(kLoaderName, LOG_ERR, "File:%s fail reading\n", path);
+    CERT_LOG_AT(LOADER_SITE, LOG_NOTICE, "BIO_new_file failed");
+    CERT_LOG_AT(LOADER_SITE, LOG_ERR, "File:%s fail reading\n", path);
     return false;
   }
   char* name = nullptr;
@@ -74,8 +75,8 @@ bool ReadPemBlock(const char* path, std::vector<unsigned char>* data, bool* is_p
   OPENSSL_free(header);
   OPENSSL_free(bytes);
   if (!ok) {
-    CERT_LOG_AS(kLoaderName, LOG_NOTICE, "PEM_read_bio failed");
-    CERT_LOG_AS(kLoaderName, LOG_ERR, "File:%s fail reading\n", path);
+    CERT_LOG_AT(LOADER_SITE, LOG_NOTICE, "PEM_read_bio failed");
+    CERT_LOG_AT(LOADER_SITE, LOG_ERR, "File:%s fail reading\n", path);
   }
   return ok;
 }
@@ -102,7 +103,7 @@ void cert_crypto_destroy(certificate_openssl* cert) {
 certificate_openssl* get_certificate(const char* path) {
   if (path == nullptr) return nullptr;
   if (access(path, F_OK) != 0) {
-    CERT_LOG_AS(kLoaderName, LOG_ERR, "File: %s doesn't exist\n", path);
+    CERT_LOG_AT(LOADER_SITE, LOG_ERR, "File: %s doesn't exist\n", path);
     return nullptr;
   }
   std::vector<unsigned char> block;

@@ -8,9 +8,6 @@
 #include "platform/vmLog.h"
 
 #define STATE_LOG(level, ...) DM_LOG(VM_LOG_MODULE_ALERTS, level, __VA_ARGS__)
-// For a helper that logs on behalf of the function that called it.
-#define STATE_LOG_AS(function, level, ...) \
-  vm_syslog(VM_LOG_MODULE_ALERTS, (level), 0, FileName(__FILE__), (function), __LINE__, __VA_ARGS__)
 
 namespace {
 
@@ -163,15 +160,15 @@ namespace {
 // The three buffer getters: the same checks and copy, each with its own
 // message for null parameters, logged as the getter's.
 template <typename Member>
-int CopyStateMember(const char* function, const char* path, char* buffer, size_t size, Member SystemState::*member,
+int CopyStateMember(const DmLogSite& site, const char* path, char* buffer, size_t size, Member SystemState::*member,
                     const char* nullMessage) {
   if (path == nullptr || buffer == nullptr || size == 0) {
-    STATE_LOG_AS(function, LOG_ERR, "%s", nullMessage);
+    DM_LOG_AT(site, VM_LOG_MODULE_ALERTS, LOG_ERR, "%s", nullMessage);
     return -1;
   }
   SystemState record;
   if (GetStatusSystemState(path, record) != 0) {
-    STATE_LOG_AS(function, LOG_ERR, "Failed to get %s value", path);
+    DM_LOG_AT(site, VM_LOG_MODULE_ALERTS, LOG_ERR, "Failed to get %s value", path);
     return -1;
   }
   CopyMember(record.*member, buffer, size);
@@ -181,15 +178,16 @@ int CopyStateMember(const char* function, const char* path, char* buffer, size_t
 }  // namespace
 
 int GetStatusSystemStateStatus(const char* path, char* buffer, size_t size) {
-  return CopyStateMember(__func__, path, buffer, size, &SystemState::m_status, "param path or status value are null!");
+  return CopyStateMember(DM_LOG_SITE, path, buffer, size, &SystemState::m_status,
+                         "param path or status value are null!");
 }
 
 int GetStatusSystemStateResult(const char* path, char* buffer, size_t size) {
-  return CopyStateMember(__func__, path, buffer, size, &SystemState::m_result, "param path or result are null!");
+  return CopyStateMember(DM_LOG_SITE, path, buffer, size, &SystemState::m_result, "param path or result are null!");
 }
 
 int GetStatusSystemStateInfo(const char* path, char* buffer, size_t size) {
-  return CopyStateMember(__func__, path, buffer, size, &SystemState::m_info, "param path or info are null!");
+  return CopyStateMember(DM_LOG_SITE, path, buffer, size, &SystemState::m_info, "param path or info are null!");
 }
 
 void SetWasSuccessfulValue(const char* path, SystemState& record) {
