@@ -40,13 +40,9 @@ uDeviceManagementEvent::~uDeviceManagementEvent() = default;
 const char* uDeviceManagementEvent::GetStr() const { return "uDeviceManagementEvent"; }
 int uDeviceManagementEvent::getEventFamilyType() const { return VM_EVENT_FAMILY_DEVICE_MANAGEMENT; }
 
-boost::shared_ptr<uDeviceManagementEventHandler> uDeviceManagementEvent::GetSender() const {
-  return m_sender.lock();
-}
+uEventHandlerPtr uDeviceManagementEvent::GetSender() const { return uEventHandlerPtr(m_sender.lock()); }
 
-boost::shared_ptr<uDeviceManagementEventHandler> uDeviceManagementEvent::GetReceiver() const {
-  return m_receiver.lock();
-}
+uEventHandlerPtr uDeviceManagementEvent::GetReceiver() const { return uEventHandlerPtr(m_receiver.lock()); }
 
 bool uDeviceManagementEvent::BaseDispatch() {
   boost::shared_ptr<uDeviceManagementEventHandler> receiver = m_receiver.lock();

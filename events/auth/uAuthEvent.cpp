@@ -39,8 +39,8 @@ uAuthEvent::uAuthEvent() = default;
 uAuthEvent::~uAuthEvent() = default;
 const char* uAuthEvent::GetStr() const { return "uAuthEvent"; }
 int uAuthEvent::getEventFamilyType() const { return VM_EVENT_FAMILY_AUTH; }
-boost::shared_ptr<uAuthHandler> uAuthEvent::GetSender() const { return m_sender.lock(); }
-boost::shared_ptr<uAuthHandler> uAuthEvent::GetReceiver() const { return m_receiver.lock(); }
+uEventHandlerPtr uAuthEvent::GetSender() const { return uEventHandlerPtr(m_sender.lock()); }
+uEventHandlerPtr uAuthEvent::GetReceiver() const { return uEventHandlerPtr(m_receiver.lock()); }
 
 bool uAuthEvent::BaseDispatch() {
   boost::shared_ptr<uAuthHandler> receiver = m_receiver.lock();

@@ -71,8 +71,8 @@ class DM_EXPORT uAuthEvent : public uServiceEvent {
   ~uAuthEvent() override;
 
   const char* GetStr() const override;
-  virtual boost::shared_ptr<uAuthHandler> GetSender() const;
-  virtual boost::shared_ptr<uAuthHandler> GetReceiver() const;
+  uEventHandlerPtr GetSender() const override;
+  uEventHandlerPtr GetReceiver() const override;
   bool BaseDispatch() override;
   int getEventFamilyType() const override;
   int getEventType() const override = 0;
