@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/DmBoundary.h"
 #include "platform/vmCfg.h"
 #include "platform/vmDevice.h"
 #include "platform/vmLog.h"
@@ -117,6 +118,6 @@ void EMSMessageBuilderSfb::FillUserDataKeysConf(UserDataKeysConf* request) {
   vmCfgIterEnd(iter);
 }
 
-extern "C" void InitEMSMessageBuilderBaseInstance(void) {
+extern "C" void InitEMSMessageBuilderBaseInstance(void) try {
   SingletonHolder<EMSMessageBuilder, EMSMessageBuilder>::m_Instance = EMSMessageBuilderSfb::Instance();
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_EMS, )

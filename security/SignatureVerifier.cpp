@@ -16,6 +16,7 @@
 #include <cstring>
 #include <memory>
 
+#include "platform/DmBoundary.h"
 #include "platform/vmLog.h"
 #include "platform/vmUtils.h"
 
@@ -91,7 +92,7 @@ extern "C" int log_error_cb(const char* text, size_t length, void* /*user*/) {
   return 1;
 }
 
-extern "C" int extract_signature(const char* signedFile, const char* signatureFile) {
+extern "C" int extract_signature(const char* signedFile, const char* signatureFile) try {
   if (signedFile == nullptr || signatureFile == nullptr) {
     SIG_LOG(LOG_ERR, "Failed to open file: %s", signedFile != nullptr ? signedFile : "(null)");
     return -1;
@@ -134,7 +135,7 @@ extern "C" int extract_signature(const char* signedFile, const char* signatureFi
     SIG_LOG(LOG_ERR, "Failed to split %s at %lld", signedFile, static_cast<long long>(start));
   }
   return 0;
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_EMS, -1)
 
 SignatureVerifier::SignatureVerifier() : m_publicKey(nullptr), m_certificate(nullptr) {}
 
@@ -288,7 +289,7 @@ bool SignatureVerifier::verify(const std::vector<std::string>& files, const std:
   return verifyBuffer(m_digest.data(), m_digest.size());
 }
 
-extern "C" int vm_verify_signature(const char* certificatePath, const char* file, const char* signaturePath) {
+extern "C" int vm_verify_signature(const char* certificatePath, const char* file, const char* signaturePath) try {
   if (certificatePath == nullptr || file == nullptr || signaturePath == nullptr) {
     SIG_LOG(LOG_ERR, "Missing certificate, file or signature path");
     return -1;
@@ -298,4 +299,4 @@ extern "C" int vm_verify_signature(const char* certificatePath, const char* file
   verifier.initCertificate(certificatePath);
   const std::vector<std::string> files{file};
   return verifier.verify(files, signaturePath) ? 0 : -1;
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_EMS, -1)

@@ -5,6 +5,7 @@
 #ifndef DEVMGMT_STATE_CERTLOG_H_
 #define DEVMGMT_STATE_CERTLOG_H_
 
+#include "platform/DmBoundary.h"
 #include "platform/vmLog.h"
 
 #define CERT_LOG_UNIT "SCEPEnrollUtility"

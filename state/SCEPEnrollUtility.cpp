@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/DmBoundary.h"
 #include "platform/vmCfg.h"
 #include "platform/vmDevice.h"
 #include "platform/vmTime.h"
@@ -100,7 +101,7 @@ void cert_crypto_destroy(certificate_openssl* cert) {
   std::free(cert);
 }
 
-certificate_openssl* get_certificate(const char* path) {
+certificate_openssl* get_certificate(const char* path) try {
   if (path == nullptr) return nullptr;
   if (access(path, F_OK) != 0) {
     CERT_LOG_AT(LOADER_SITE, LOG_ERR, "File: %s doesn't exist\n", path);
@@ -136,9 +137,9 @@ certificate_openssl* get_certificate(const char* path) {
     return nullptr;
   }
   return cert;
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, nullptr)
 
-int check_cert_expired(const char* path) {
+int check_cert_expired(const char* path) try {
   if (path == nullptr || access(path, F_OK) != 0) return 0;
   certificate_openssl* cert = get_certificate(path);
   if (cert == nullptr) return 0;
@@ -163,9 +164,9 @@ int check_cert_expired(const char* path) {
   }
   cert_crypto_destroy(cert);
   return result;
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, 0)
 
-int check_local_cert_validity(const char* dir) {
+int check_local_cert_validity(const char* dir) try {
   if (dir == nullptr) return 0;
   char path[256];
   const int written = std::snprintf(path, sizeof path, "%s/%s", dir, DEVICE_CERT_FILE_NAME);
@@ -173,9 +174,9 @@ int check_local_cert_validity(const char* dir) {
   const int result = written >= 0 && static_cast<size_t>(written) < sizeof path ? check_cert_expired(path) : 0;
   CERT_LOG(LOG_NOTICE, "result of checking local cert vaidity is %d", result);
   return result;
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, 0)
 
-unsigned get_cert_renew_timer(const char* path) {
+unsigned get_cert_renew_timer(const char* path) try {
   if (path == nullptr) {
     CERT_LOG(LOG_ERR, "file doesn't exist\n");
     return 0;
@@ -205,9 +206,9 @@ unsigned get_cert_renew_timer(const char* path) {
   ASN1_GENERALIZEDTIME_free(when);
   if (!ok) CERT_LOG(LOG_ERR, "ASN1_GENERALIZEDTIME_to_time_t: failed");
   return seconds;
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, 0)
 
-int get_cert_detail(const char* path, char* issuer, char* subject, char* notBefore, char* notAfter, char* serial) {
+int get_cert_detail(const char* path, char* issuer, char* subject, char* notBefore, char* notAfter, char* serial) try {
   if (path == nullptr || access(path, F_OK) != 0) return 0;
   certificate_openssl* cert = get_certificate(path);
   if (cert == nullptr) {
@@ -263,9 +264,9 @@ done:
   BIO_free(number);
   cert_crypto_destroy(cert);
   return result;
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, 0)
 
-int get_cert_info(const char* path, char* out) {
+int get_cert_info(const char* path, char* out) try {
   char issuer[CERT_TEXT_SIZE];
   char subject[CERT_TEXT_SIZE];
   char not_before[CERT_TEXT_SIZE];
@@ -284,9 +285,9 @@ int get_cert_info(const char* path, char* out) {
                 "Certificate_ExpirationDate:%s",
                 subject, issuer, serial, not_after);
   return 1;
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, 0)
 
-void update_ssl_certificate_status(void) {
+void update_ssl_certificate_status(void) try {
   char cert_path[256] = {0};
   char key_path[256] = {0};
   if (VM_Get_Cert_And_Pkey_File(cert_path, key_path) != 0) {
@@ -306,9 +307,9 @@ void update_ssl_certificate_status(void) {
   s2548(issuer);
   s2550(not_before);
   s2551(not_after);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, )
 
-int IsPemFile(const char* path) {
+int IsPemFile(const char* path) try {
   int result = 0;
   FILE* file = path != nullptr ? std::fopen(path, "r") : nullptr;
   if (file != nullptr) {
@@ -325,7 +326,7 @@ int IsPemFile(const char* path) {
   }
   CERT_LOG(LOG_NOTICE, "Is PEM file result = %d", result);
   return result;
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, 0)
 
 }  // extern "C"
 
@@ -348,7 +349,7 @@ int WriteDerAsPem(const char* in, const std::string& out) {
 
 }  // namespace
 
-extern "C" void ConvertCertToPemFile(const char* path) {
+extern "C" void ConvertCertToPemFile(const char* path) try {
   if (path == nullptr) return;
   const std::string tmp = std::string(path) + "_tmp";
   // Done in-process; the log names the equivalent commands.
@@ -362,4 +363,4 @@ extern "C" void ConvertCertToPemFile(const char* path) {
   command = "mv " + tmp + " " + path;
   CERT_LOG(LOG_NOTICE, "command '%s' result = %d", command.c_str(), status);
   if (status != 0) unlink(tmp.c_str());
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, )

@@ -26,6 +26,7 @@ class LogCapture {
   LogCapture& operator=(const LogCapture&) = delete;
 
   const std::vector<CapturedLine>& lines() const { return m_lines; }
+  void Clear() { m_lines.clear(); }
   // True when some line at `level` contains `fragment`.
   bool Contains(int level, const std::string& fragment) const;
   // The last line at `level` whose text contains `fragment`, or null.
