@@ -9,6 +9,7 @@
 #include "alerts/AlertManagerLog.h"
 #include "alerts/AlertSlots.h"
 #include "alerts/uHeroCard.h"
+#include "platform/DmBoundary.h"
 #include "platform/ConfigManager.h"
 #include "platform/uJson.h"
 #include "platform/vmCfg.h"
@@ -520,37 +521,37 @@ extern "C" {
 
 int AlertManager_SetAlert(const char* name, const char* source, int severity, const char* description,
                           const char* additionalInfo1, const char* additionalInfo2, const char* category, int type,
-                          int probable_cause, int ui_notification) {
+                          int probable_cause, int ui_notification) try {
   if (!Named(DM_LOG_SITE, name, source)) return -1;
   SystemAlert alert = MakeRecord(name, source, severity, description, additionalInfo1, additionalInfo2, category,
                                  type, probable_cause, ui_notification);
   return AlertManager::GetInstance()->SetAlert(alert);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", -1)
 
-int AlertManager_SetBasicAlert(const char* name, const char* source, int severity) {
+int AlertManager_SetBasicAlert(const char* name, const char* source, int severity) try {
   if (!Named(DM_LOG_SITE, name, source)) return -1;
   SystemAlert alert = MakeRecord(name, source, severity);
   return AlertManager::GetInstance()->SetAlert(alert);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", -1)
 
-int AlertManager_ClearAlert(const char* name, const char* source) {
+int AlertManager_ClearAlert(const char* name, const char* source) try {
   if (!Named(DM_LOG_SITE, name, source)) return -1;
   return AlertManager::GetInstance()->ClearAlert(name, source);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", -1)
 
 int AlertManager_SetEvent(const char* name, const char* source, int severity, const char* description,
                           const char* additionalInfo1, const char* additionalInfo2, const char* category, int type,
-                          int probable_cause, int ui_notification) {
+                          int probable_cause, int ui_notification) try {
   if (!Named(DM_LOG_SITE, name, source)) return -1;
   SystemAlert event = MakeRecord(name, source, severity, description, additionalInfo1, additionalInfo2, category,
                                  type, probable_cause, ui_notification);
   return AlertManager::GetInstance()->SetEvent(event);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", -1)
 
-int AlertManager_SetBasicEvent(const char* name, const char* source, int severity) {
+int AlertManager_SetBasicEvent(const char* name, const char* source, int severity) try {
   if (!Named(DM_LOG_SITE, name, source)) return -1;
   SystemAlert event = MakeRecord(name, source, severity);
   return AlertManager::GetInstance()->SetEvent(event);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", -1)
 
 }  // extern "C"
