@@ -229,3 +229,10 @@ int SetStatusSystemStateStatus(const char* path, const char* status) try {
   }
   return SetStatusSystemStateValue(path, status, nullptr, nullptr);
 } DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, -1)
+
+// Out of line so that every process shares one exported definition.
+const char* SystemState::status::GetName() const { return "status"; }
+const char* SystemState::result::GetName() const { return "result"; }
+const char* SystemState::wasSuccessful::GetName() const { return "wasSuccessful"; }
+const char* SystemState::info::GetName() const { return "info"; }
+const char* SystemState::GetName() const { return "SystemState"; }

@@ -72,3 +72,9 @@ ISerializable* AuthGetUrlAndCodeEv::getEventData() { return &m_data; }
 ISerializable* AuthGetUrlAndCodeResponseEv::getEventData() { return &m_data; }
 ISerializable* AuthCredentialsResponseEv::getEventData() { return &m_data; }
 ISerializable* AuthRejectResponseEv::getEventData() { return &m_data; }
+
+// Out of line so that every process shares one exported definition.
+const char* AuthGetUrlAndCodeData::GetName() const { return "AuthGetUrlAndCodeData"; }
+const char* AuthGetUrlAndCodeResponseData::GetName() const { return "AuthGetUrlAndCodeResponseData"; }
+const char* AuthCredentialsResponseData::GetName() const { return "AuthCredentialsResponseData"; }
+const char* RejectReponseData::GetName() const { return "RejectReponseData"; }
