@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "ems/EmsAuthorization.h"
+#include "platform/DmBoundary.h"
 #include "platform/vmCfg.h"
 #include "platform/vmDevice.h"
 #include "platform/vmLog.h"
@@ -30,7 +31,7 @@ std::string Text(const char* value) { return value ? value : ""; }
 
 EMSMessageBuilder::~EMSMessageBuilder() = default;
 
-void EMSMessageBuilder::BuildStatusBaseMsg(EmsRequestBase* request) {
+void EMSMessageBuilder::BuildStatusBaseMsg(EmsRequestBase* request) try {
   if (request == nullptr) {
     DM_LOG(VM_LOG_MODULE_EMS, LOG_ERR, "No request to fill");
     return;
@@ -50,7 +51,7 @@ void EMSMessageBuilder::BuildStatusBaseMsg(EmsRequestBase* request) {
   request->m_mac.SetValue(GetMac());
   request->m_ip.SetValue(GetIPAddress());
   request->m_subnet.SetValue(GetNetMask());
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_EMS, )
 
 std::string EMSMessageBuilder::GetMac() { return ReadNetworkText(VM_Get_Eth_Str_Mac); }
 std::string EMSMessageBuilder::GetIPAddress() { return ReadNetworkText(VM_Get_IP_Address); }

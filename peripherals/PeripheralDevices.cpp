@@ -26,7 +26,8 @@ bool Rewrite(int vid, int pid, const char* name, PeripheralInfo& out, Fill fill)
   in.m_pid.SetValue(pid);
   SetText(in.m_name, name);
   fill(in);
-  return PeripheralDeviceRewriter::Instance()->RewritePeripheralInfo(in, out);
+  PeripheralDeviceRewriter* rewriter = PeripheralDeviceRewriter::Instance();
+  return rewriter != nullptr && rewriter->RewritePeripheralInfo(in, out);
 }
 
 bool Rewrite(int vid, int pid, const char* name, PeripheralInfo& out) {
@@ -75,9 +76,8 @@ vmTCfgTypeStatusPeripheralDeviceType RewritePeripheralDeviceType(int vid, int pi
   return value >= 0 ? static_cast<vmTCfgTypeStatusPeripheralDeviceType>(value) : fallback;
 } DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, fallback)
 
-vmTCfgTypeStatusPeripheralDeviceHwType RewritePeripheralDeviceHwType(int vid, int pid, const char* name,
-                                                                     const char* type,
-                                                                     vmTCfgTypeStatusPeripheralDeviceHwType fallback) try {
+vmTCfgTypeStatusPeripheralDeviceHwType RewritePeripheralDeviceHwType(
+    int vid, int pid, const char* name, const char* type, vmTCfgTypeStatusPeripheralDeviceHwType fallback) try {
   PeripheralInfo out;
   if (!Rewrite(vid, pid, name, out, [type](PeripheralInfo& in) { SetText(in.m_type, type); })) return fallback;
   int value = -1;

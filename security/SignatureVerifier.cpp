@@ -17,6 +17,7 @@
 #include <memory>
 
 #include "platform/DmBoundary.h"
+#include "platform/DmBoundary.h"
 #include "platform/vmLog.h"
 #include "platform/vmUtils.h"
 
@@ -220,7 +221,7 @@ bool SignatureVerifier::initSignature(const std::string& path) {
   return true;
 }
 
-bool SignatureVerifier::verify(const std::string& file, const std::string& signaturePath) {
+bool SignatureVerifier::verify(const std::string& file, const std::string& signaturePath) try {
   if (m_publicKey == nullptr || !initSignature(signaturePath)) return false;
   SIG_LOG(LOG_NOTICE, "file: %s", file.c_str());
   File in = OpenForStreaming(file);
@@ -241,7 +242,7 @@ bool SignatureVerifier::verify(const std::string& file, const std::string& signa
   if (!ok) PrintOpenSslErrors();
   SIG_LOG(LOG_NOTICE, "%s", ok ? "OK" : "FAILED");
   return ok;
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_EMS, false)
 
 bool SignatureVerifier::generateDigest(const std::vector<std::string>& files) {
   m_digest.clear();
@@ -284,10 +285,10 @@ bool SignatureVerifier::verifyBuffer(const unsigned char* data, size_t length) {
   return ok;
 }
 
-bool SignatureVerifier::verify(const std::vector<std::string>& files, const std::string& signaturePath) {
+bool SignatureVerifier::verify(const std::vector<std::string>& files, const std::string& signaturePath) try {
   if (m_publicKey == nullptr || !initSignature(signaturePath) || !generateDigest(files)) return false;
   return verifyBuffer(m_digest.data(), m_digest.size());
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_EMS, false)
 
 extern "C" int vm_verify_signature(const char* certificatePath, const char* file, const char* signaturePath) try {
   if (certificatePath == nullptr || file == nullptr || signaturePath == nullptr) {

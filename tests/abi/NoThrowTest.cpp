@@ -13,6 +13,8 @@
 #include "events/auth/uAuthEventFactory.h"
 #include "events/uDeviceManagementAgent.h"
 #include "events/uDeviceManagementEventFactory.h"
+#include "peripherals/BundleListParser.h"
+#include "peripherals/PeripheralDeviceRewriter.h"
 #include "peripherals/PeripheralDevices.h"
 #include "security/SignatureVerifier.h"
 #include "state/SCEPEnrollUtility.h"
@@ -76,7 +78,9 @@ const EntryPoint kEntryPoints[] = {
     {"AuthFactory",
      [] {
        message_t message = Message(2);
-       if (auto* factory = uAuthEventFactory::GetInstance()) factory->CreateEventFromMessage(message, VM_MSG_HEADER_SIZE);
+       if (auto* factory = uAuthEventFactory::GetInstance()) {
+         factory->CreateEventFromMessage(message, VM_MSG_HEADER_SIZE);
+       }
      }},
     {"Agent",
      [] {
@@ -93,6 +97,14 @@ const EntryPoint kEntryPoints[] = {
     {"GetStatusSystemStateStatus", [] { GetStatusSystemStateStatus("status/system/state/network"); }},
     {"RewritePeripheralDeviceDisplayName", [] { RewritePeripheralDeviceDisplayName(1, 2, "Headset"); }},
     {"GetPeripheralDeviceFwFilePathByDeviceIndex", [] { GetPeripheralDeviceFwFilePathByDeviceIndex(0); }},
+    {"RewritePeripheralInfo",
+     [] {
+       // Records are made by the first, unfailing call: a constructor has
+       // no failure value to return.
+       static PeripheralInfo in, out;
+       if (auto* rewriter = PeripheralDeviceRewriter::Instance()) rewriter->RewritePeripheralInfo(in, out);
+     }},
+    {"BundleList", [] { BundleListParser::GetDeviceReWrittenBundleList(); }},
     {"check_cert_expired", [] { check_cert_expired("/nonexistent/device.crt"); }},
     {"extract_signature", [] { extract_signature("/nonexistent/file", "/nonexistent/file.sig"); }},
 };
