@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "alerts/AlertManager.h"
+#include "platform/DmBoundary.h"
 #include "platform/ConfigManager.h"
 #include "platform/uJson.h"
 #include "platform/vmLog.h"
@@ -30,15 +31,15 @@ AlertUINotifier* AlertUINotifier::GetInstance() {
 
 AlertUINotifier::~AlertUINotifier() = default;
 
-void AlertUINotifier::Init() {
+void AlertUINotifier::Init() try {
   UI_LOG(LOG_DEBUG, "Init AlertUINotifier");
   AlertManager* manager = AlertManager::GetInstance();
   manager->RegisterToAlert(this, "ALL", "ALL");
   manager->RegisterToEvent(this, "ALL", "ALL");
   for (SystemAlert& alert : manager->GetActiveAlerts()) AlertCallback(&alert);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", )
 
-void AlertUINotifier::AlertCallback(SystemAlert* alert) {
+void AlertUINotifier::AlertCallback(SystemAlert* alert) try {
   if (alert == nullptr) return;
   if (alert->m_uiNotification == VM_UI_NOTIFICATION_DISABLED) {
     UI_LOG(LOG_DEBUG, "UI notification for Alert %s is disabled", alert->m_name.c_str());
@@ -51,9 +52,9 @@ void AlertUINotifier::AlertCallback(SystemAlert* alert) {
   UI_LOG(LOG_DEBUG, "Report Alert - name: %s, source component: %s, severity: %d, uiNotification = %d",
          alert->m_name.c_str(), alert->m_sourceComponent.c_str(), alert->m_severity, alert->m_uiNotification);
   CreateCard("Alarm Notification", alert);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", )
 
-void AlertUINotifier::EventCallback(SystemAlert* event) {
+void AlertUINotifier::EventCallback(SystemAlert* event) try {
   if (event == nullptr) return;
   if (event->m_uiNotification == VM_UI_NOTIFICATION_DISABLED) {
     UI_LOG(LOG_DEBUG, "UI notification for Event %s is disabled", event->m_name.c_str());
@@ -62,7 +63,7 @@ void AlertUINotifier::EventCallback(SystemAlert* event) {
   UI_LOG(LOG_DEBUG, "Report Event - name: %s, source component: %s, severity: %d", event->m_name.c_str(),
          event->m_sourceComponent.c_str(), event->m_severity);
   CreateCard("Event Notification", event);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", )
 
 void AlertUINotifier::CreateCard(const std::string& issuer, SystemAlert* record) {
   if (record == nullptr) return;
