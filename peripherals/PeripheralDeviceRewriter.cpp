@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "peripherals/PeripheralUtils.h"
+#include "platform/DmBoundary.h"
 #include "platform/uJson.h"
 #include "platform/vmCfg.h"
 #include "platform/vmDevice.h"
@@ -38,13 +39,13 @@ boost::shared_ptr<PeripheralDeviceRewriter> PeripheralDeviceRewriter::m_Instance
 PeripheralDeviceRewriter::PeripheralDeviceRewriter() = default;
 PeripheralDeviceRewriter::~PeripheralDeviceRewriter() = default;
 
-PeripheralDeviceRewriter* PeripheralDeviceRewriter::Instance() {
+PeripheralDeviceRewriter* PeripheralDeviceRewriter::Instance() try {
   if (!m_Instance) {
     m_Instance.reset(new PeripheralDeviceRewriter());
     m_Instance->Init();
   }
   return m_Instance.get();
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, nullptr)
 
 std::string PeripheralDeviceRewriter::DefaultFiltersPath() {
   const char* path = std::getenv(DEFAULT_FILTERS_ENV);
@@ -53,15 +54,17 @@ std::string PeripheralDeviceRewriter::DefaultFiltersPath() {
 
 void PeripheralDeviceRewriter::Init() { GetFilterListFromJsonFile(DefaultFiltersPath(), *this); }
 
-bool PeripheralDeviceRewriter::GetFilterListFromJsonFile(const std::string& path, PeripheralDeviceFiltersJson& out) {
+bool PeripheralDeviceRewriter::GetFilterListFromJsonFile(const std::string& path,
+                                                         PeripheralDeviceFiltersJson& out) try {
   const std::string content = peripherals::ReadFileText(path);
   // Only the start of the document: it comes from outside.
   DM_LOG(VM_LOG_MODULE_ALERTS, LOG_DEBUG, "fileName: %s buffer: %.*s", path.c_str(), VM_FILE_LOG_PREFIX,
          content.c_str());
   return GetFilterListFromString(content, out);
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, false)
 
-bool PeripheralDeviceRewriter::GetFilterListFromString(const std::string& text, PeripheralDeviceFiltersJson& out) {
+bool PeripheralDeviceRewriter::GetFilterListFromString(const std::string& text,
+                                                       PeripheralDeviceFiltersJson& out) try {
   if (!uJson::DeSerializer::DeSerialize(out, text)) {
     DM_LOG(VM_LOG_MODULE_ALERTS, LOG_ERR, "call DeSerialize failed.\n");
     // A half-read document must not be used as a filter list.
@@ -74,9 +77,9 @@ bool PeripheralDeviceRewriter::GetFilterListFromString(const std::string& text, 
     PrintPeripheralInfo((*it)->m_out, "out");
   }
   return true;
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, false)
 
-bool PeripheralDeviceRewriter::RewritePeripheralInfo(const PeripheralInfo& in, PeripheralInfo& out) {
+bool PeripheralDeviceRewriter::RewritePeripheralInfo(const PeripheralInfo& in, PeripheralInfo& out) try {
   PrintPeripheralInfo(in, "to rewrite");
   const char* configured = g523();
   const std::string text = configured ? configured : "";
@@ -93,7 +96,7 @@ bool PeripheralDeviceRewriter::RewritePeripheralInfo(const PeripheralInfo& in, P
   }
   FillOutInfo(in, in, out);
   return false;
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, false)
 
 bool PeripheralDeviceRewriter::FindFilterInList(const PeripheralInfo& in, PeripheralInfo& out,
                                                 PeripheralDeviceFiltersList& list) {
