@@ -9,6 +9,7 @@
 #include "alerts/AlertManagerLog.h"
 #include "alerts/AlertSlots.h"
 #include "alerts/uHeroCard.h"
+#include "platform/DmBoundary.h"
 #include "platform/ConfigManager.h"
 #include "platform/uJson.h"
 #include "platform/vmCfg.h"
@@ -37,13 +38,13 @@ void ReadSlot(const Table& table, int index, SystemAlert* record) {
   record->m_uiNotification = table.ui(index);
 }
 
-int WriteSlot(const char* function, const Table& table, int index, std::initializer_list<FieldWrite> writes) {
+int WriteSlot(const DmLogSite& site, const Table& table, int index, std::initializer_list<FieldWrite> writes) {
   int step = 0;
   for (const FieldWrite& write : writes) {
     ++step;
     const int rc = write.Apply(index);
     if (rc != VM_CFG_OK) {
-      ALERT_LOG_AS(function, LOG_ERR, "Failed to write %s entry %d (write %d of %d, result %d)", table.kind, index,
+      ALERT_LOG_AT(site, LOG_ERR, "Failed to write %s entry %d (write %d of %d, result %d)", table.kind, index,
                    step, static_cast<int>(writes.size()), rc);
       return rc;
     }
@@ -70,8 +71,8 @@ bool IsFree(const Table& table, int index) {
 
 // Empties every field of slot `index`. The name goes last: the slot is free
 // only once everything else is gone.
-int ClearSlot(const char* function, const Table& table, int index) {
-  return WriteSlot(function, table, index,
+int ClearSlot(const DmLogSite& site, const Table& table, int index) {
+  return WriteSlot(site, table, index,
                    {{table.setAddInfo1, kEmpty},
                     {table.setAddInfo2, kEmpty},
                     {table.setCategory, kEmpty},
@@ -86,10 +87,10 @@ int ClearSlot(const char* function, const Table& table, int index) {
                     {table.setName, kEmpty}});
 }
 
-int FindEmptyEntry(const char* function, const Table& table) {
+int FindEmptyEntry(const DmLogSite& site, const Table& table) {
   for (int i = 0; i < AlertManager::kSlots; ++i) {
     if (IsFree(table, i)) {
-      ALERT_LOG_AS(function, LOG_DEBUG, "Find empty entry in: %d", i);
+      ALERT_LOG_AT(site, LOG_DEBUG, "Find empty entry in: %d", i);
       return i;
     }
   }
@@ -210,9 +211,9 @@ SystemAlert* AlertManager::GetSystemEvent(int index) {
   return it == m_eventMap.end() ? nullptr : &it->second;
 }
 
-int AlertManager::FindEmptyAlertEntry() { return FindEmptyEntry(__func__, kAlarms); }
+int AlertManager::FindEmptyAlertEntry() { return FindEmptyEntry(DM_LOG_SITE, kAlarms); }
 
-int AlertManager::FindEmptyEventEntry() { return FindEmptyEntry(__func__, kEvents); }
+int AlertManager::FindEmptyEventEntry() { return FindEmptyEntry(DM_LOG_SITE, kEvents); }
 
 int AlertManager::FindOldestEventEntry() {
   int oldest = -1;
@@ -288,7 +289,7 @@ int AlertManager::SetAlert(SystemAlert& alert) {
   UpdateCardDelete(&alert);
   // Name first and source last: change handlers skip a slot until both are
   // there, so they never act on a half-written alarm.
-  const int rc = WriteSlot(__func__, kAlarms, i,
+  const int rc = WriteSlot(DM_LOG_SITE, kAlarms, i,
                            {{kAlarms.setName, alert.m_name},
                             {kAlarms.setSeverity, alert.m_severity},
                             {kAlarms.setTime, time},
@@ -330,13 +331,13 @@ int AlertManager::SetEvent(SystemAlert& event) {
     // The renamed in-memory record differs from whatever name comes next, so
     // the change pass always sees the slot as taken over.
     AppendTempToSystemEventName(i);
-    if (WriteSlot(__func__, kEvents, i, {{kEvents.setName, kEmpty}}) != VM_CFG_OK) return -1;
+    if (WriteSlot(DM_LOG_SITE, kEvents, i, {{kEvents.setName, kEmpty}}) != VM_CFG_OK) return -1;
   }
   char now[32];
   GetFormatTimeStr(now, sizeof now);
   const std::string time = now;
   UpdateCardDelete(&event);
-  const int rc = WriteSlot(__func__, kEvents, i,
+  const int rc = WriteSlot(DM_LOG_SITE, kEvents, i,
                            {{kEvents.setName, event.m_name},
                             {kEvents.setSeverity, event.m_severity},
                             {kEvents.setAddInfo1, event.m_additionalInfo1},
@@ -359,7 +360,7 @@ int AlertManager::ClearAlert(const std::string& name, const std::string& source)
   char now[32];
   GetFormatTimeStr(now, sizeof now);
   const std::string time = now;
-  const int rc = WriteSlot(__func__, kAlarms, i,
+  const int rc = WriteSlot(DM_LOG_SITE, kAlarms, i,
                            {{kAlarms.setConfirmation, 0}, {kAlarms.setTime, time}, {kAlarms.setSeverity, 0}});
   return rc == VM_CFG_OK ? i : -1;
 }
@@ -368,7 +369,7 @@ int AlertManager::DeleteAlert(const std::string& name, const std::string& source
   const int i = FindAlertIndex(name, source);
   if (i < 0) return -1;
   ALERT_LOG(LOG_DEBUG, "Delete alarm, name: >>%s<<, source: >>%s<< from entry: %d", name.c_str(), source.c_str(), i);
-  return ClearSlot(__func__, kAlarms, i) == VM_CFG_OK ? i : -1;
+  return ClearSlot(DM_LOG_SITE, kAlarms, i) == VM_CFG_OK ? i : -1;
 }
 
 int AlertManager::DeleteEvent(const std::string& name, const std::string& source) {
@@ -376,7 +377,7 @@ int AlertManager::DeleteEvent(const std::string& name, const std::string& source
   for (int i : FindEventIndices(name, source)) {
     ALERT_LOG(LOG_DEBUG, "Delete event, name: >>%s<<, source: >>%s<< from entry: %d", name.c_str(), source.c_str(),
               i);
-    if (ClearSlot(__func__, kEvents, i) != VM_CFG_OK) return -1;
+    if (ClearSlot(DM_LOG_SITE, kEvents, i) != VM_CFG_OK) return -1;
     last = i;
   }
   return last;
@@ -508,9 +509,9 @@ SystemAlert MakeRecord(const char* name, const char* source, int severity, const
   return record;
 }
 
-bool Named(const char* function, const char* name, const char* source) {
+bool Named(const DmLogSite& site, const char* name, const char* source) {
   if (name != nullptr && source != nullptr) return true;
-  ALERT_LOG_AS(function, LOG_ERR, "Null name or source component");
+  ALERT_LOG_AT(site, LOG_ERR, "Null name or source component");
   return false;
 }
 
@@ -520,37 +521,37 @@ extern "C" {
 
 int AlertManager_SetAlert(const char* name, const char* source, int severity, const char* description,
                           const char* additionalInfo1, const char* additionalInfo2, const char* category, int type,
-                          int probable_cause, int ui_notification) {
-  if (!Named(__func__, name, source)) return -1;
+                          int probable_cause, int ui_notification) try {
+  if (!Named(DM_LOG_SITE, name, source)) return -1;
   SystemAlert alert = MakeRecord(name, source, severity, description, additionalInfo1, additionalInfo2, category,
                                  type, probable_cause, ui_notification);
   return AlertManager::GetInstance()->SetAlert(alert);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", -1)
 
-int AlertManager_SetBasicAlert(const char* name, const char* source, int severity) {
-  if (!Named(__func__, name, source)) return -1;
+int AlertManager_SetBasicAlert(const char* name, const char* source, int severity) try {
+  if (!Named(DM_LOG_SITE, name, source)) return -1;
   SystemAlert alert = MakeRecord(name, source, severity);
   return AlertManager::GetInstance()->SetAlert(alert);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", -1)
 
-int AlertManager_ClearAlert(const char* name, const char* source) {
-  if (!Named(__func__, name, source)) return -1;
+int AlertManager_ClearAlert(const char* name, const char* source) try {
+  if (!Named(DM_LOG_SITE, name, source)) return -1;
   return AlertManager::GetInstance()->ClearAlert(name, source);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", -1)
 
 int AlertManager_SetEvent(const char* name, const char* source, int severity, const char* description,
                           const char* additionalInfo1, const char* additionalInfo2, const char* category, int type,
-                          int probable_cause, int ui_notification) {
-  if (!Named(__func__, name, source)) return -1;
+                          int probable_cause, int ui_notification) try {
+  if (!Named(DM_LOG_SITE, name, source)) return -1;
   SystemAlert event = MakeRecord(name, source, severity, description, additionalInfo1, additionalInfo2, category,
                                  type, probable_cause, ui_notification);
   return AlertManager::GetInstance()->SetEvent(event);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", -1)
 
-int AlertManager_SetBasicEvent(const char* name, const char* source, int severity) {
-  if (!Named(__func__, name, source)) return -1;
+int AlertManager_SetBasicEvent(const char* name, const char* source, int severity) try {
+  if (!Named(DM_LOG_SITE, name, source)) return -1;
   SystemAlert event = MakeRecord(name, source, severity);
   return AlertManager::GetInstance()->SetEvent(event);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", -1)
 
 }  // extern "C"

@@ -59,10 +59,10 @@ void ParseSlotPath(const char* path, const char* kind, int* index, char* key, si
 
 // `skipped` marks slots whose paths were ignored while they lacked a name or
 // source; `keys` is how many watched keys the table has.
-int HandlePathChange(const char* function, const Table& table, char** paths, int count,
+int HandlePathChange(const DmLogSite& site, const Table& table, char** paths, int count,
                      int (AlertManager::*record)(int, char*), bool* skipped, int keys) {
   for (int p = 0; p < count; ++p) {
-    ALERT_LOG_AS(function, LOG_DEBUG, "%s", paths[p] ? paths[p] : "(null)");
+    ALERT_LOG_AT(site, LOG_DEBUG, "%s", paths[p] ? paths[p] : "(null)");
     int index = -1;
     char key[128];
     ParseSlotPath(paths[p], table.kind, &index, key, sizeof key);
@@ -111,13 +111,13 @@ bool Matches(const std::pair<std::string, std::string>& filter, const SystemAler
          (filter.second == record.m_sourceComponent || filter.second == "ALL");
 }
 
-bool Register(const char* function, std::map<AlertObserver*, std::pair<std::string, std::string>>& observers,
+bool Register(const DmLogSite& site, std::map<AlertObserver*, std::pair<std::string, std::string>>& observers,
               AlertObserver* observer, const std::string& name, const std::string& source) {
   if (observers.count(observer) != 0) {
-    ALERT_LOG_AS(function, LOG_WARNING, "Observer [%p] is already registered", static_cast<void*>(observer));
+    ALERT_LOG_AT(site, LOG_WARNING, "Observer [%p] is already registered", static_cast<void*>(observer));
     return false;
   }
-  ALERT_LOG_AS(function, LOG_WARNING, "Register observer [%p] to name: >>%s<<, source: >>%s<<",
+  ALERT_LOG_AT(site, LOG_WARNING, "Register observer [%p] to name: >>%s<<, source: >>%s<<",
                static_cast<void*>(observer), name.c_str(), source.c_str());
   observers[observer] = std::make_pair(name, source);
   return true;
@@ -126,11 +126,11 @@ bool Register(const char* function, std::map<AlertObserver*, std::pair<std::stri
 }  // namespace
 
 int AlertManager::RegisterToAlert(AlertObserver* observer, const std::string& name, const std::string& source) {
-  return Register(__func__, m_alertObservers, observer, name, source) ? 0 : -1;
+  return Register(DM_LOG_SITE, m_alertObservers, observer, name, source) ? 0 : -1;
 }
 
 int AlertManager::RegisterToEvent(AlertObserver* observer, const std::string& name, const std::string& source) {
-  return Register(__func__, m_eventObservers, observer, name, source) ? 0 : -1;
+  return Register(DM_LOG_SITE, m_eventObservers, observer, name, source) ? 0 : -1;
 }
 
 void AlertManager::InitAlertConfigPath() { m_alertConfigPaths = WatchedPaths(kAlarms.kind, kWatchedAlarmKeys); }
@@ -158,13 +158,13 @@ int AlertManager::uRegisterEventConfigPathChangeCallback() {
 }
 
 int AlertManager::HandleAlertConfigPathChange(char** paths, int count) {
-  HandlePathChange(__func__, kAlarms, paths, count, &AlertManager::HandleChangedAlertConfigPath,
+  HandlePathChange(DM_LOG_SITE, kAlarms, paths, count, &AlertManager::HandleChangedAlertConfigPath,
                    GetInstance()->m_alertSlotSkipped, kWatchedAlarmKeys);
   return GetInstance()->HandleAlertsConfigChange();
 }
 
 int AlertManager::HandleEventConfigPathChange(char** paths, int count) {
-  HandlePathChange(__func__, kEvents, paths, count, &AlertManager::HandleChangedEventConfigPath,
+  HandlePathChange(DM_LOG_SITE, kEvents, paths, count, &AlertManager::HandleChangedEventConfigPath,
                    GetInstance()->m_eventSlotSkipped, kWatchedEventKeys);
   return GetInstance()->HandleEventsConfigChange();
 }

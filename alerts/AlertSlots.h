@@ -50,7 +50,7 @@ class FieldWrite {
 // Applies the writes to slot `index` in order, each its own transaction, and
 // stops at the first that fails (logged on behalf of `function`). Returns 0
 // or the failing write's result.
-int WriteSlot(const char* function, const Table& table, int index, std::initializer_list<FieldWrite> writes);
+int WriteSlot(const DmLogSite& site, const Table& table, int index, std::initializer_list<FieldWrite> writes);
 
 }  // namespace alert_slots
 

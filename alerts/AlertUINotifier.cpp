@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "alerts/AlertManager.h"
+#include "platform/DmBoundary.h"
 #include "platform/ConfigManager.h"
 #include "platform/uJson.h"
 #include "platform/vmLog.h"
@@ -16,9 +17,9 @@ namespace {
 const char* const kCardKey = "command/card";
 const char* const kRemoteCardKey = "remote/console/command/card";
 
-void WriteCard(const char* key, const std::string& card) {
+void WriteCard(const DmLogSite& site, const char* key, const std::string& card) {
   const int rc = vmCfgSetParam(key, card.c_str());
-  if (rc != VM_CFG_OK) UI_LOG(LOG_ERR, "Failed to write the card to %s (%d)", key, rc);
+  if (rc != VM_CFG_OK) DM_LOG_AT(site, VM_LOG_MODULE_ALERTS, LOG_ERR, "Failed to write the card to %s (%d)", key, rc);
 }
 
 }  // namespace
@@ -30,15 +31,15 @@ AlertUINotifier* AlertUINotifier::GetInstance() {
 
 AlertUINotifier::~AlertUINotifier() = default;
 
-void AlertUINotifier::Init() {
+void AlertUINotifier::Init() try {
   UI_LOG(LOG_DEBUG, "Init AlertUINotifier");
   AlertManager* manager = AlertManager::GetInstance();
   manager->RegisterToAlert(this, "ALL", "ALL");
   manager->RegisterToEvent(this, "ALL", "ALL");
   for (SystemAlert& alert : manager->GetActiveAlerts()) AlertCallback(&alert);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", )
 
-void AlertUINotifier::AlertCallback(SystemAlert* alert) {
+void AlertUINotifier::AlertCallback(SystemAlert* alert) try {
   if (alert == nullptr) return;
   if (alert->m_uiNotification == VM_UI_NOTIFICATION_DISABLED) {
     UI_LOG(LOG_DEBUG, "UI notification for Alert %s is disabled", alert->m_name.c_str());
@@ -51,9 +52,9 @@ void AlertUINotifier::AlertCallback(SystemAlert* alert) {
   UI_LOG(LOG_DEBUG, "Report Alert - name: %s, source component: %s, severity: %d, uiNotification = %d",
          alert->m_name.c_str(), alert->m_sourceComponent.c_str(), alert->m_severity, alert->m_uiNotification);
   CreateCard("Alarm Notification", alert);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", )
 
-void AlertUINotifier::EventCallback(SystemAlert* event) {
+void AlertUINotifier::EventCallback(SystemAlert* event) try {
   if (event == nullptr) return;
   if (event->m_uiNotification == VM_UI_NOTIFICATION_DISABLED) {
     UI_LOG(LOG_DEBUG, "UI notification for Event %s is disabled", event->m_name.c_str());
@@ -62,7 +63,7 @@ void AlertUINotifier::EventCallback(SystemAlert* event) {
   UI_LOG(LOG_DEBUG, "Report Event - name: %s, source component: %s, severity: %d", event->m_name.c_str(),
          event->m_sourceComponent.c_str(), event->m_severity);
   CreateCard("Event Notification", event);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", )
 
 void AlertUINotifier::CreateCard(const std::string& issuer, SystemAlert* record) {
   if (record == nullptr) return;
@@ -137,16 +138,16 @@ std::string AlertUINotifier::CustomizeCardForRemote(const std::string& text) {
 void AlertUINotifier::OpenCard(vmTCfgTypeStatusAlarmUiNotification mode, const std::string& card) {
   switch (mode) {
     case VM_UI_NOTIFICATION_DEVICE:
-      WriteCard(kCardKey, card);
+      WriteCard(DM_LOG_SITE, kCardKey, card);
       break;
     case VM_UI_NOTIFICATION_REMOTE:
-      WriteCard(kRemoteCardKey, card);
+      WriteCard(DM_LOG_SITE, kRemoteCardKey, card);
       break;
     case VM_UI_NOTIFICATION_DEVICE_AND_REMOTE:
-      WriteCard(kCardKey, card);
+      WriteCard(DM_LOG_SITE, kCardKey, card);
       // The adaptation only tells whether the console can take the card;
       // the console receives the card as given.
-      if (!CustomizeCardForRemote(card).empty()) WriteCard(kRemoteCardKey, card);
+      if (!CustomizeCardForRemote(card).empty()) WriteCard(DM_LOG_SITE, kRemoteCardKey, card);
       break;
     default:
       break;

@@ -18,8 +18,10 @@ class DM_EXPORT SystemAlert {
   SystemAlert& operator=(const SystemAlert& other);
   ~SystemAlert();
 
-  // Local time of the last set or clear, "%Y-%m-%dT%H:%M:%S".
-  std::string GetTimeStr() const { return m_time; }
+  // Local time of the last set or clear, "%Y-%m-%dT%H:%M:%S". Exported as
+  // callers link it; the const form serves records held const.
+  std::string GetTimeStr();
+  std::string GetTimeStr() const;
 
   std::string m_name;
   std::string m_description;  // may hold placeholders [AI1], [AI2], ...

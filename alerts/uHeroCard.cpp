@@ -79,3 +79,30 @@ std::string uHeroCard::BuildOriginator(const std::string& a, const std::string& 
   if (!c.empty()) originator += separator + c;
   return originator;
 }
+
+// Out of line so that every process shares one exported definition.
+const char* uHeroCard::Content::Version::GetName() const { return "version"; }
+const char* uHeroCard::Content::Issuer::GetName() const { return "issuer"; }
+const char* uHeroCard::Content::Title::GetName() const { return "title"; }
+const char* uHeroCard::Content::Subtitle::GetName() const { return "subtitle"; }
+const char* uHeroCard::Content::Text::GetName() const { return "text"; }
+const char* uHeroCard::Content::Image::URL::GetName() const { return "url"; }
+const char* uHeroCard::Content::Image::GetName() const { return "images"; }
+const char* uHeroCard::Content::Images::GetName() const { return "images"; }
+const char* uHeroCard::Content::Button::Type::GetName() const { return "type"; }
+const char* uHeroCard::Content::Button::Title::GetName() const { return "title"; }
+const char* uHeroCard::Content::Button::Value::GetName() const { return "value"; }
+const char* uHeroCard::Content::Button::Icon::GetName() const { return "icon"; }
+const char* uHeroCard::Content::Button::GetName() const { return "buttons"; }
+const char* uHeroCard::Content::Buttons::GetName() const { return "buttons"; }
+const char* uHeroCard::Content::GetName() const { return "content"; }
+const char* uHeroCard::Channel::GetName() const { return "channel"; }
+const char* uHeroCard::Originator::GetName() const { return "originator"; }
+const char* uHeroCard::Delete::GetName() const { return "delete"; }
+const char* uHeroCard::OnOff::GetName() const { return "onOff"; }
+const char* uHeroCard::Timeout::GetName() const { return "timeout"; }
+const char* uHeroCard::Sound::Path::GetName() const { return "path"; }
+const char* uHeroCard::Sound::Repeat::GetName() const { return "repeat"; }
+const char* uHeroCard::Sound::GetName() const { return "sound"; }
+const char* uHeroCard::Type::GetName() const { return "type"; }
+const char* uHeroCard::GetName() const { return "uHeroCard"; }

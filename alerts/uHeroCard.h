@@ -21,60 +21,60 @@ class DM_EXPORT uHeroCard : public IElementSerializable {
     class DM_EXPORT Version : public IStringElement {
      public:
       Version() { SetValue(std::string("1.0")); }
-      const char* GetName() const override { return "version"; }
+      const char* GetName() const override;
     };
     class DM_EXPORT Issuer : public IStringElement {
      public:
-      const char* GetName() const override { return "issuer"; }
+      const char* GetName() const override;
     };
     class DM_EXPORT Title : public IStringElement {
      public:
-      const char* GetName() const override { return "title"; }
+      const char* GetName() const override;
     };
     class DM_EXPORT Subtitle : public IStringElement {
      public:
-      const char* GetName() const override { return "subtitle"; }
+      const char* GetName() const override;
     };
     class DM_EXPORT Text : public IStringElement {
      public:
-      const char* GetName() const override { return "text"; }
+      const char* GetName() const override;
     };
     class DM_EXPORT Image : public IElementSerializable {
      public:
       class DM_EXPORT URL : public IStringElement {
        public:
-        const char* GetName() const override { return "url"; }
+        const char* GetName() const override;
       };
       Image();
       ~Image() override;
-      const char* GetName() const override { return "images"; }
+      const char* GetName() const override;
       URL m_url;
     };
     class DM_EXPORT Images : public IListSerializable<Image> {
      public:
-      const char* GetName() const override { return "images"; }
+      const char* GetName() const override;
     };
     class DM_EXPORT Button : public IElementSerializable {
      public:
       class DM_EXPORT Type : public IStringElement {
        public:
-        const char* GetName() const override { return "type"; }
+        const char* GetName() const override;
       };
       class DM_EXPORT Title : public IStringElement {
        public:
-        const char* GetName() const override { return "title"; }
+        const char* GetName() const override;
       };
       class DM_EXPORT Value : public IStringElement {
        public:
-        const char* GetName() const override { return "value"; }
+        const char* GetName() const override;
       };
       class DM_EXPORT Icon : public IStringElement {
        public:
-        const char* GetName() const override { return "icon"; }
+        const char* GetName() const override;
       };
       Button();
       ~Button() override;
-      const char* GetName() const override { return "buttons"; }
+      const char* GetName() const override;
       Type m_type;
       Title m_title;
       Value m_value;
@@ -82,12 +82,12 @@ class DM_EXPORT uHeroCard : public IElementSerializable {
     };
     class DM_EXPORT Buttons : public IListSerializable<Button> {
      public:
-      const char* GetName() const override { return "buttons"; }
+      const char* GetName() const override;
     };
 
     Content();
     ~Content() override;
-    const char* GetName() const override { return "content"; }
+    const char* GetName() const override;
 
     Version m_version;
     Issuer m_issuer;
@@ -99,50 +99,50 @@ class DM_EXPORT uHeroCard : public IElementSerializable {
   };
   class DM_EXPORT Channel : public IStringElement {
    public:
-    const char* GetName() const override { return "channel"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT Originator : public IStringElement {
    public:
-    const char* GetName() const override { return "originator"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT Delete : public IBoolElement {
    public:
-    const char* GetName() const override { return "delete"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT OnOff : public IBoolElement {
    public:
-    const char* GetName() const override { return "onOff"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT Timeout : public IIntegerElement {
    public:
-    const char* GetName() const override { return "timeout"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT Sound : public IElementSerializable {
    public:
     class DM_EXPORT Path : public IStringElement {
      public:
-      const char* GetName() const override { return "path"; }
+      const char* GetName() const override;
     };
     class DM_EXPORT Repeat : public IBoolElement {
      public:
-      const char* GetName() const override { return "repeat"; }
+      const char* GetName() const override;
     };
     Sound();
     ~Sound() override;
-    const char* GetName() const override { return "sound"; }
+    const char* GetName() const override;
     Path m_path;
     Repeat m_repeat;
   };
   class DM_EXPORT Type : public IStringElement {
    public:
-    const char* GetName() const override { return "type"; }
+    const char* GetName() const override;
   };
 
   // Builds the default card; the originator names this process, with
   // `suffix` after it when non-empty.
   explicit uHeroCard(const std::string& suffix);
   ~uHeroCard() override;
-  const char* GetName() const override { return "uHeroCard"; }
+  const char* GetName() const override;
 
   // The device string (g699), the separator and this process's command name
   // (from /proc/<pid>/comm), then the separator and `suffix` when non-empty.

@@ -20,7 +20,7 @@ install(TARGETS dmctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool
 # compiles every installed header on its own.
 set(DM_PUBLIC_HEADERS
   devmgmt.h
-  platform/BinaryBuffer.h platform/ConfigManager.h platform/DmExport.h platform/IBoolElement.h
+  platform/BinaryBuffer.h platform/ConfigManager.h platform/DmBoundary.h platform/DmExport.h platform/IBoolElement.h
   platform/IElementSerializable.h platform/IIntegerElement.h platform/IListSerializable.h
   platform/ISerializable.h platform/IStringElement.h platform/KeyValueStringElement.h
   platform/VmString.h platform/uBinary.h platform/uEvent.h platform/uEventHandler.h

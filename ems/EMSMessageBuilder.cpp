@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "ems/EmsAuthorization.h"
+#include "platform/DmBoundary.h"
 #include "platform/vmCfg.h"
 #include "platform/vmDevice.h"
 #include "platform/vmLog.h"
@@ -30,7 +31,7 @@ std::string Text(const char* value) { return value ? value : ""; }
 
 EMSMessageBuilder::~EMSMessageBuilder() = default;
 
-void EMSMessageBuilder::BuildStatusBaseMsg(EmsRequestBase* request) {
+void EMSMessageBuilder::BuildStatusBaseMsg(EmsRequestBase* request) try {
   if (request == nullptr) {
     DM_LOG(VM_LOG_MODULE_EMS, LOG_ERR, "No request to fill");
     return;
@@ -50,7 +51,7 @@ void EMSMessageBuilder::BuildStatusBaseMsg(EmsRequestBase* request) {
   request->m_mac.SetValue(GetMac());
   request->m_ip.SetValue(GetIPAddress());
   request->m_subnet.SetValue(GetNetMask());
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_EMS, )
 
 std::string EMSMessageBuilder::GetMac() { return ReadNetworkText(VM_Get_Eth_Str_Mac); }
 std::string EMSMessageBuilder::GetIPAddress() { return ReadNetworkText(VM_Get_IP_Address); }
@@ -84,12 +85,12 @@ void EMSMessageBuilder::InsertDmReportPeriodicParams(EmsIppStatusRequest* reques
   size_t start = paths.find_first_not_of(kSkipped);
   while (start != std::string::npos) {
     const size_t end = paths.find(',', start);
-    std::string item = GetParamPath(paths, start, end);
+    std::string item = GetParamPath(paths, static_cast<unsigned>(start), static_cast<unsigned>(end));
     const size_t star = ContainWildCard(item);
     if (star == std::string::npos) {
       AddParamToMsg(item.c_str(), buf, sizeof buf, request);
     } else {
-      AddParamWithWildCard(item, star, buf, sizeof buf, request);
+      AddParamWithWildCard(item, static_cast<unsigned>(star), buf, sizeof buf, request);
     }
     if (end == std::string::npos) break;
     start = paths.find_first_not_of(kSkipped, end);
@@ -105,7 +106,7 @@ void EMSMessageBuilder::AddParamToMsg(const char* path, char* buf, unsigned size
   }
 }
 
-void EMSMessageBuilder::AddParamWithWildCard(std::string& path, size_t starPos, char* buf,
+void EMSMessageBuilder::AddParamWithWildCard(std::string& path, unsigned starPos, char* buf,
                                              unsigned size, EmsIppStatusRequest* request) {
   if (starPos >= path.size()) return;
   const std::string prefix = path.substr(0, starPos);
@@ -125,9 +126,9 @@ void EMSMessageBuilder::AddParamWithWildCard(std::string& path, size_t starPos, 
   vmCfgIterEnd(iter);
 }
 
-std::string EMSMessageBuilder::GetParamPath(const std::string& paths, size_t from, size_t to) {
+std::string EMSMessageBuilder::GetParamPath(const std::string& paths, unsigned from, unsigned to) {
   if (from >= paths.size()) return std::string();
-  return to == std::string::npos ? paths.substr(from) : paths.substr(from, to > from ? to - from : 0);
+  return to >= paths.size() ? paths.substr(from) : paths.substr(from, to > from ? to - from : 0);
 }
 
 size_t EMSMessageBuilder::ContainWildCard(std::string& path) { return path.find('*'); }

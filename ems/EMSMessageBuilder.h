@@ -55,10 +55,10 @@ class DM_EXPORT EMSMessageBuilder {
   void AddParamToMsg(const char* path, char* buf, unsigned size, EmsIppStatusRequest* request);
   // Adds every stored parameter that starts with the text before the '*' at
   // starPos and holds the text after it at or after starPos.
-  void AddParamWithWildCard(std::string& path, size_t starPos, char* buf, unsigned size,
+  void AddParamWithWildCard(std::string& path, unsigned starPos, char* buf, unsigned size,
                             EmsIppStatusRequest* request);
-  // The text from `from` up to `to` (to the end when `to` is npos).
-  std::string GetParamPath(const std::string& paths, size_t from, size_t to);
+  // The text from `from` up to `to` (to the end when `to` is npos or past it).
+  std::string GetParamPath(const std::string& paths, unsigned from, unsigned to);
   // The position of the first '*', or npos.
   size_t ContainWildCard(std::string& path);
 

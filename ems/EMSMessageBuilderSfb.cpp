@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/DmBoundary.h"
+#include "platform/DmBoundary.h"
 #include "platform/vmCfg.h"
 #include "platform/vmDevice.h"
 #include "platform/vmLog.h"
@@ -32,7 +34,7 @@ const char* EMSMessageBuilderSfb::ApplicationServerName(int type) {
   return kNames[type];
 }
 
-bool EMSMessageBuilderSfb::BuildStatusMsg(EmsIppStatusRequest* request) {
+bool EMSMessageBuilderSfb::BuildStatusMsg(EmsIppStatusRequest* request) try {
   if (request == nullptr) {
     DM_LOG(VM_LOG_MODULE_EMS, LOG_ERR, "No status request to fill");
     return true;
@@ -76,7 +78,7 @@ bool EMSMessageBuilderSfb::BuildStatusMsg(EmsIppStatusRequest* request) {
   if (!is_conference_phone()) request->m_USBHeadsetType.SetValue(Text(g715()));
   InsertDmReportPeriodicParams(request);
   return true;
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_EMS, false)
 
 const char* EMSMessageBuilderSfb::EmsGetStatusStr(E_PHONE_STATE_TYPE state) {
   switch (state) {
@@ -95,7 +97,7 @@ const char* EMSMessageBuilderSfb::EmsGetStatusStr(E_PHONE_STATE_TYPE state) {
   return "registered";
 }
 
-void EMSMessageBuilderSfb::FillUserDataKeysConf(UserDataKeysConf* request) {
+void EMSMessageBuilderSfb::FillUserDataKeysConf(UserDataKeysConf* request) try {
   if (request == nullptr) return;
   vmCfgIter* iter = vmCfgIterStartPath("/personal_settings/functional_key/");
   if (iter == nullptr) {
@@ -115,8 +117,8 @@ void EMSMessageBuilderSfb::FillUserDataKeysConf(UserDataKeysConf* request) {
     AddKeyValueChild(request->m_functionKeys, *request, std::string("UD_") + path, value);
   } while (vmCfgIterNext(iter) == 0);
   vmCfgIterEnd(iter);
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_EMS, )
 
-extern "C" void InitEMSMessageBuilderBaseInstance(void) {
+extern "C" void InitEMSMessageBuilderBaseInstance(void) try {
   SingletonHolder<EMSMessageBuilder, EMSMessageBuilder>::m_Instance = EMSMessageBuilderSfb::Instance();
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_EMS, )

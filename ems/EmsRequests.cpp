@@ -59,3 +59,16 @@ EmsHttpCmdRequest::~EmsHttpCmdRequest() = default;
 void EmsHttpCmdRequest::AddElement(const std::string& key, const std::string& value) {
   AddKeyValueChild(m_params, *this, key, value);
 }
+
+// Out of line so that every process shares one exported definition.
+const char* ParamsList::GetName() const { return "ParamsList"; }
+int ParamsList::getElementType() const { return kElementOwnedList; }
+const char* ReportedParamsList::GetName() const { return m_name; }
+const char* EmsRequestBase::GetName() const { return "EmsRequestBase"; }
+const char* EmsIppStatusRequest::GetName() const { return "EmsIppStatusRequest"; }
+const char* EmsCfgReportRequest::GetName() const { return "EmsCfgReportRequest"; }
+const char* EmsCfgReportRequest::getPath() const { return ""; }
+const char* UserDataKeysConf::FunctionKeysList::GetName() const { return "FunctionKeysList"; }
+const char* UserDataKeysConf::GetName() const { return "UserDataKeysConf"; }
+const char* UserDataKeysConf::getPath() const { return ""; }
+const char* EmsHttpCmdRequest::GetName() const { return "EmsHttpCmdRequest"; }

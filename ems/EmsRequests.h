@@ -26,8 +26,8 @@
 class DM_EXPORT ParamsList : public IListSerializable<KeyValueStringElement> {
  public:
   ~ParamsList() override;
-  const char* GetName() const override { return "ParamsList"; }
-  int getElementType() const override { return kElementOwnedList; }
+  const char* GetName() const override;
+  int getElementType() const override;
 };
 
 // Appends a pair to `list` (which owns it) and registers it as a child of
@@ -42,7 +42,7 @@ class DM_EXPORT ReportedParamsList : public IElementSerializable {
  public:
   explicit ReportedParamsList(const char* name);
   ~ReportedParamsList() override;
-  const char* GetName() const override { return m_name; }
+  const char* GetName() const override;
 
   // Adds the pair at the end; a repeated key gives a second member.
   void AddElement(const std::string& key, const std::string& value);
@@ -65,7 +65,7 @@ class DM_EXPORT EmsRequestBase : public IElementSerializable {
 
   EmsRequestBase();
   ~EmsRequestBase() override;
-  const char* GetName() const override { return "EmsRequestBase"; }
+  const char* GetName() const override;
 
   sessionId m_sessionId;
   emsUserName m_emsUserName;
@@ -100,7 +100,7 @@ class DM_EXPORT EmsIppStatusRequest : public EmsRequestBase {
 
   EmsIppStatusRequest();
   ~EmsIppStatusRequest() override;
-  const char* GetName() const override { return "EmsIppStatusRequest"; }
+  const char* GetName() const override;
 
   vlanId m_vlanId;
   model m_model;
@@ -130,8 +130,8 @@ class DM_EXPORT EmsCfgReportRequest : public EmsRequestBase {
   // `listName` is kept by pointer (see ReportedParamsList).
   explicit EmsCfgReportRequest(const char* listName);
   ~EmsCfgReportRequest() override;
-  const char* GetName() const override { return "EmsCfgReportRequest"; }
-  const char* getPath() const { return ""; }
+  const char* GetName() const override;
+  const char* getPath() const;
 
   ReportedParamsList m_params;
 };
@@ -144,13 +144,13 @@ class DM_EXPORT UserDataKeysConf : public EmsIppStatusRequest {
   class DM_EXPORT FunctionKeysList : public IListSerializable<KeyValueStringElement> {
    public:
     ~FunctionKeysList() override;
-    const char* GetName() const override { return "FunctionKeysList"; }
+    const char* GetName() const override;
   };
 
   UserDataKeysConf();
   ~UserDataKeysConf() override;
-  const char* GetName() const override { return "UserDataKeysConf"; }
-  const char* getPath() const { return ""; }
+  const char* GetName() const override;
+  const char* getPath() const;
 
   FunctionKeysList m_functionKeys;
 };
@@ -160,7 +160,7 @@ class DM_EXPORT EmsHttpCmdRequest : public EmsRequestBase {
  public:
   EmsHttpCmdRequest();
   ~EmsHttpCmdRequest() override;
-  const char* GetName() const override { return "EmsHttpCmdRequest"; }
+  const char* GetName() const override;
 
   void AddElement(const std::string& key, const std::string& value);
 

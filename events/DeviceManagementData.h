@@ -19,7 +19,7 @@ class DM_EXPORT IppStatusData : public IElementSerializable {
  public:
   IppStatusData();
   ~IppStatusData() override;
-  const char* GetName() const override { return "IppStatusData"; }
+  const char* GetName() const override;
 
   IInteger m_status;
 };
@@ -29,33 +29,33 @@ class DM_EXPORT ProvisioningData : public IElementSerializable {
   class DM_EXPORT ProvType : public IIntegerElement {
    public:
     ProvType() : IIntegerElement(1) {}
-    const char* GetName() const override { return "provType"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT ProvMethod : public IIntegerElement {
    public:
     ProvMethod() : IIntegerElement(-1) {}
-    const char* GetName() const override { return "provMethod"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT UserConfirmationRequired : public IBoolElement {
    public:
-    const char* GetName() const override { return "userConfirmationRequired"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT CfgUrl : public IStringElement {
    public:
-    const char* GetName() const override { return "cfgUrl"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT FwUrl : public IStringElement {
    public:
-    const char* GetName() const override { return "fwUrl"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT ForceUpdate : public IBoolElement {
    public:
-    const char* GetName() const override { return "forceUpdate"; }
+    const char* GetName() const override;
   };
 
   ProvisioningData();
   ~ProvisioningData() override;
-  const char* GetName() const override { return "ProvisioningData"; }
+  const char* GetName() const override;
 
   ProvType m_provType;
   ProvMethod m_provMethod;
@@ -69,12 +69,12 @@ class DM_EXPORT LocalConfigurationData : public IElementSerializable {
  public:
   class DM_EXPORT configPath : public IStringElement {
    public:
-    const char* GetName() const override { return "configPath"; }
+    const char* GetName() const override;
   };
 
   LocalConfigurationData();
   ~LocalConfigurationData() override;
-  const char* GetName() const override { return "LocalConfigurationData"; }
+  const char* GetName() const override;
 
   configPath m_configPath;
 };
@@ -83,30 +83,30 @@ class DM_EXPORT EmsFsFileChangeData : public IElementSerializable {
  public:
   class DM_EXPORT monitoredPath : public IStringElement {
    public:
-    const char* GetName() const override { return "monitoredPath"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT tmpLocation : public IStringElement {
    public:
-    const char* GetName() const override { return "tmpLocation"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT remoteDirectoryUrl : public IStringElement {
    public:
-    const char* GetName() const override { return "remoteDirectoryUrl"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT index : public IIntegerElement {
    public:
     explicit index(int32_t value) : IIntegerElement(value) {}
-    const char* GetName() const override { return "index"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT deleteFileAfterUpload : public IBoolElement {
    public:
     explicit deleteFileAfterUpload(bool value) : IBoolElement(value) {}
-    const char* GetName() const override { return "deleteFileAfterUpload"; }
+    const char* GetName() const override;
   };
 
   EmsFsFileChangeData(int index, bool deleteFileAfterUpload);
   ~EmsFsFileChangeData() override;
-  const char* GetName() const override { return "EmsFsFileChangeData"; }
+  const char* GetName() const override;
 
   monitoredPath m_monitoredPath;
   tmpLocation m_tmpLocation;

@@ -3,6 +3,7 @@
 //
 // Instance() takes no lock: two threads racing on the first call may each
 // create an instance, and the later store wins (the other is released).
+// When the instance can't be allocated, Instance() logs it and answers null.
 // An abstract T cannot be made on first use: its holder must be given an
 // instance (m_Instance) by an initialisation call, and asking before that is
 // a programming error that stops the process, in release builds too, with
@@ -17,6 +18,7 @@
 #include <boost/make_shared.hpp>
 #include <boost/shared_ptr.hpp>
 
+#include "platform/DmBoundary.h"
 #include "platform/DmExport.h"
 #include "platform/uIPCSender.h"
 
@@ -35,8 +37,10 @@ class DM_EXPORT SingletonHolder {
         std::fprintf(stderr, "%s: Assertion `m_Instance' failed.\n", __PRETTY_FUNCTION__);
         std::abort();
       }
-    } else {
-      if (!m_Instance) m_Instance = boost::make_shared<MakeSharedEnabler<T>>();
+    } else if (!m_Instance) {
+      try {
+        m_Instance = boost::make_shared<MakeSharedEnabler<T>>();
+      } DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_AGENT, "SingletonHolder", nullptr)
     }
     return m_Instance.get();
   }

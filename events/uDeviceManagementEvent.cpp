@@ -40,13 +40,9 @@ uDeviceManagementEvent::~uDeviceManagementEvent() = default;
 const char* uDeviceManagementEvent::GetStr() const { return "uDeviceManagementEvent"; }
 int uDeviceManagementEvent::getEventFamilyType() const { return VM_EVENT_FAMILY_DEVICE_MANAGEMENT; }
 
-boost::shared_ptr<uDeviceManagementEventHandler> uDeviceManagementEvent::GetSender() const {
-  return m_sender.lock();
-}
+uEventHandlerPtr uDeviceManagementEvent::GetSender() const { return uEventHandlerPtr(m_sender.lock()); }
 
-boost::shared_ptr<uDeviceManagementEventHandler> uDeviceManagementEvent::GetReceiver() const {
-  return m_receiver.lock();
-}
+uEventHandlerPtr uDeviceManagementEvent::GetReceiver() const { return uEventHandlerPtr(m_receiver.lock()); }
 
 bool uDeviceManagementEvent::BaseDispatch() {
   boost::shared_ptr<uDeviceManagementEventHandler> receiver = m_receiver.lock();
@@ -127,3 +123,21 @@ EmsFsFileChangeEv::EmsFsFileChangeEv() : m_data(0, false) {}
 DM_EVENT_COMMON(EmsFsFileChangeEv, 37)
 DM_EVENT_DIRECTION_0(EmsFsFileChangeEv)
 DM_EVENT_DATA(EmsFsFileChangeEv)
+
+// Out of line so that every process shares one exported definition.
+const char* IppStatusData::GetName() const { return "IppStatusData"; }
+const char* ProvisioningData::ProvType::GetName() const { return "provType"; }
+const char* ProvisioningData::ProvMethod::GetName() const { return "provMethod"; }
+const char* ProvisioningData::UserConfirmationRequired::GetName() const { return "userConfirmationRequired"; }
+const char* ProvisioningData::CfgUrl::GetName() const { return "cfgUrl"; }
+const char* ProvisioningData::FwUrl::GetName() const { return "fwUrl"; }
+const char* ProvisioningData::ForceUpdate::GetName() const { return "forceUpdate"; }
+const char* ProvisioningData::GetName() const { return "ProvisioningData"; }
+const char* LocalConfigurationData::configPath::GetName() const { return "configPath"; }
+const char* LocalConfigurationData::GetName() const { return "LocalConfigurationData"; }
+const char* EmsFsFileChangeData::monitoredPath::GetName() const { return "monitoredPath"; }
+const char* EmsFsFileChangeData::tmpLocation::GetName() const { return "tmpLocation"; }
+const char* EmsFsFileChangeData::remoteDirectoryUrl::GetName() const { return "remoteDirectoryUrl"; }
+const char* EmsFsFileChangeData::index::GetName() const { return "index"; }
+const char* EmsFsFileChangeData::deleteFileAfterUpload::GetName() const { return "deleteFileAfterUpload"; }
+const char* EmsFsFileChangeData::GetName() const { return "EmsFsFileChangeData"; }

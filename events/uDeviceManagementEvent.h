@@ -27,9 +27,10 @@ class DM_EXPORT uDeviceManagementEvent : public uServiceEvent {
   ~uDeviceManagementEvent() override;
 
   const char* GetStr() const override;
-  // Empty when the handler is gone.
-  virtual boost::shared_ptr<uDeviceManagementEventHandler> GetSender() const;
-  virtual boost::shared_ptr<uDeviceManagementEventHandler> GetReceiver() const;
+  // Empty when the handler is gone; converts to a shared pointer to
+  // uDeviceManagementEventHandler.
+  uEventHandlerPtr GetSender() const override;
+  uEventHandlerPtr GetReceiver() const override;
   // Hands the event to the receiver's HandleBaseEv; false when it is gone.
   bool BaseDispatch() override;
   int getEventFamilyType() const override;

@@ -2,6 +2,7 @@
 
 #include "peripherals/PeripheralDeviceRewriter.h"
 #include "peripherals/PeripheralUtils.h"
+#include "platform/DmBoundary.h"
 #include "platform/vmCfg.h"
 #include "platform/vmLog.h"
 #include "platform/vmUtils.h"
@@ -26,7 +27,9 @@ std::string JoinWords(const std::vector<std::string>& words) {
 void RewriteName(const std::string& name, PeripheralInfo& result) {
   PeripheralInfo input;
   input.m_name.SetValue(name);
-  PeripheralDeviceRewriter::Instance()->RewritePeripheralInfo(input, result);
+  if (PeripheralDeviceRewriter* rewriter = PeripheralDeviceRewriter::Instance()) {
+    rewriter->RewritePeripheralInfo(input, result);
+  }
 }
 
 bool HasText(const IStringElement& leaf) { return leaf.IsSet() && !leaf.GetString().empty(); }
@@ -69,7 +72,7 @@ bool BundleListParser::IsHwInterface(const std::string& word) {
   return peripherals::EnumValue(peripherals::kHwTypeEnumPath, peripherals::ToUpper(word)) >= 0;
 }
 
-BundleEntity BundleListParser::ParseStirngToEntity(const std::string& text) {
+BundleEntity BundleListParser::ParseStirngToEntity(const std::string& text) try {
   DM_LOG(VM_LOG_MODULE_ALERTS, LOG_DEBUG, "ParseStirngToEntity");
   BundleEntity entity;
   std::vector<std::string> words;
@@ -87,9 +90,9 @@ BundleEntity BundleListParser::ParseStirngToEntity(const std::string& text) {
   DM_LOG(VM_LOG_MODULE_ALERTS, LOG_DEBUG, "log after parsing");
   LogBundleEntity(entity);
   return entity;
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, BundleEntity())
 
-std::string BundleListParser::ClearReservedWordsFromName(const std::string& name) {
+std::string BundleListParser::ClearReservedWordsFromName(const std::string& name) try {
   DM_LOG(VM_LOG_MODULE_ALERTS, LOG_DEBUG, "ClearReservedWordsFromName input: %s", name.c_str());
   std::vector<std::string> words;
   strSplit(name, ' ', words);
@@ -103,7 +106,7 @@ std::string BundleListParser::ClearReservedWordsFromName(const std::string& name
   }
   DM_LOG(VM_LOG_MODULE_ALERTS, LOG_DEBUG, "ClearReservedWordsFromName output: %s", cleared.c_str());
   return cleared;
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, std::string())
 
 void BundleListParser::UpdateHwTypeAndType(BundleEntity& entity, const PeripheralInfo& info) {
   if (HasText(info.m_type)) {
@@ -116,7 +119,7 @@ void BundleListParser::UpdateHwTypeAndType(BundleEntity& entity, const Periphera
   if (HasText(info.m_hwType)) entity.m_hwInterfaces = info.m_hwType.GetSpacedNameAsVector();
 }
 
-void BundleListParser::UpdateEntityWithRewriteInfo(BundleEntity& entity) {
+void BundleListParser::UpdateEntityWithRewriteInfo(BundleEntity& entity) try {
   DM_LOG(VM_LOG_MODULE_ALERTS, LOG_DEBUG, "start update of RewriteInfo");
   PeripheralInfo result;
   RewriteName(peripherals::ToUpper(entity.m_name), result);
@@ -150,17 +153,21 @@ void BundleListParser::UpdateEntityWithRewriteInfo(BundleEntity& entity) {
   }
   DM_LOG(VM_LOG_MODULE_ALERTS, LOG_DEBUG, "log after rewrite2");
   LogBundleEntity(entity);
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, )
 
-std::vector<BundleEntity> BundleListParser::GetDeviceBundleList() { return ParseSlots(g22, kDeviceBundleSlots); }
+std::vector<BundleEntity> BundleListParser::GetDeviceBundleList() try {
+  return ParseSlots(g22, kDeviceBundleSlots);
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, std::vector<BundleEntity>())
 
-std::vector<BundleEntity> BundleListParser::GetHostBundleList() { return ParseSlots(g23, kHostBundleSlots); }
+std::vector<BundleEntity> BundleListParser::GetHostBundleList() try {
+  return ParseSlots(g23, kHostBundleSlots);
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, std::vector<BundleEntity>())
 
-std::vector<BundleEntity> BundleListParser::GetDeviceReWrittenBundleList() {
+std::vector<BundleEntity> BundleListParser::GetDeviceReWrittenBundleList() try {
   std::vector<BundleEntity> entities = GetDeviceBundleList();
   for (BundleEntity& entity : entities) UpdateEntityWithRewriteInfo(entity);
   return entities;
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, std::vector<BundleEntity>())
 
 void BundleListParser::LogBundleEntity(const BundleEntity& entity) {
   DM_LOG(VM_LOG_MODULE_ALERTS, LOG_DEBUG,

@@ -15,3 +15,12 @@ PeripheralDeviceFiltersJson::PeripheralDeviceFiltersJson() {
 }
 
 PeripheralDeviceFiltersJson::~PeripheralDeviceFiltersJson() = default;
+
+// Out of line so that every process shares one exported definition.
+const char* PeripheralDeviceFilter::InPeripheralInfo::GetName() const { return "in"; }
+const char* PeripheralDeviceFilter::OutPeripheralInfo::GetName() const { return "out"; }
+const char* PeripheralDeviceFilter::GetName() const { return "filters"; }
+const char* PeripheralDeviceFiltersList::GetName() const { return "filters"; }
+int PeripheralDeviceFiltersList::getElementType() const { return kElementOwnedList; }
+const char* PeripheralDeviceFiltersJson::Name::GetName() const { return "name"; }
+const char* PeripheralDeviceFiltersJson::GetName() const { return "PeripheralDeviceFiltersJson"; }

@@ -13,16 +13,16 @@ class DM_EXPORT PeripheralDeviceFilter : public IElementSerializable {
  public:
   class DM_EXPORT InPeripheralInfo : public PeripheralInfo {
    public:
-    const char* GetName() const override { return "in"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT OutPeripheralInfo : public PeripheralInfo {
    public:
-    const char* GetName() const override { return "out"; }
+    const char* GetName() const override;
   };
 
   PeripheralDeviceFilter();
   ~PeripheralDeviceFilter() override;
-  const char* GetName() const override { return "filters"; }
+  const char* GetName() const override;
 
   InPeripheralInfo m_in;
   OutPeripheralInfo m_out;
@@ -31,20 +31,20 @@ class DM_EXPORT PeripheralDeviceFilter : public IElementSerializable {
 class DM_EXPORT PeripheralDeviceFiltersList : public IListSerializable<PeripheralDeviceFilter> {
  public:
   ~PeripheralDeviceFiltersList() override;
-  const char* GetName() const override { return "filters"; }
-  int getElementType() const override { return kElementOwnedList; }
+  const char* GetName() const override;
+  int getElementType() const override;
 };
 
 class DM_EXPORT PeripheralDeviceFiltersJson : public IElementSerializable {
  public:
   class DM_EXPORT Name : public IStringElement {
    public:
-    const char* GetName() const override { return "name"; }
+    const char* GetName() const override;
   };
 
   PeripheralDeviceFiltersJson();
   ~PeripheralDeviceFiltersJson() override;
-  const char* GetName() const override { return "PeripheralDeviceFiltersJson"; }
+  const char* GetName() const override;
 
   Name m_name;
   PeripheralDeviceFiltersList m_filters;

@@ -5,6 +5,7 @@
 #include <mutex>
 
 #include "peripherals/PeripheralUtils.h"
+#include "platform/DmBoundary.h"
 #include "platform/uJson.h"
 #include "platform/vmCfg.h"
 #include "platform/vmDevice.h"
@@ -49,10 +50,10 @@ ConfiguredFilters& Configured() {
   return configured;
 }
 
-// Set by the rewrite around its call of GetFilterListFromString when the
-// document it passes already holds the text's parse; the call then logs as
-// usual but does not parse again.
-thread_local const ConfiguredFilters* t_alreadyParsed = nullptr;
+// Set by the rewrite around its call of GetFilterListFromString with the
+// kept document: the call parses only when the document does not hold the
+// text's parse yet, and logs as usual either way.
+thread_local ConfiguredFilters* t_alreadyParsed = nullptr;
 
 }  // namespace
 
@@ -61,13 +62,13 @@ boost::shared_ptr<PeripheralDeviceRewriter> PeripheralDeviceRewriter::m_Instance
 PeripheralDeviceRewriter::PeripheralDeviceRewriter() = default;
 PeripheralDeviceRewriter::~PeripheralDeviceRewriter() = default;
 
-PeripheralDeviceRewriter* PeripheralDeviceRewriter::Instance() {
+PeripheralDeviceRewriter* PeripheralDeviceRewriter::Instance() try {
   if (!m_Instance) {
     m_Instance.reset(new PeripheralDeviceRewriter());
     m_Instance->Init();
   }
   return m_Instance.get();
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, nullptr)
 
 std::string PeripheralDeviceRewriter::DefaultFiltersPath() {
   const char* path = std::getenv(DEFAULT_FILTERS_ENV);
@@ -76,21 +77,28 @@ std::string PeripheralDeviceRewriter::DefaultFiltersPath() {
 
 void PeripheralDeviceRewriter::Init() { GetFilterListFromJsonFile(DefaultFiltersPath(), *this); }
 
-bool PeripheralDeviceRewriter::GetFilterListFromJsonFile(const std::string& path, PeripheralDeviceFiltersJson& out) {
+bool PeripheralDeviceRewriter::GetFilterListFromJsonFile(const std::string& path,
+                                                         PeripheralDeviceFiltersJson& out) try {
   const std::string content = peripherals::ReadFileText(path);
   // Only the start of the document: it comes from outside.
   DM_LOG(VM_LOG_MODULE_ALERTS, LOG_DEBUG, "fileName: %s buffer: %.*s", path.c_str(), VM_FILE_LOG_PREFIX,
          content.c_str());
   return GetFilterListFromString(content, out);
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, false)
 
-bool PeripheralDeviceRewriter::GetFilterListFromString(const std::string& text, PeripheralDeviceFiltersJson& out) {
+bool PeripheralDeviceRewriter::GetFilterListFromString(const std::string& text,
+                                                       PeripheralDeviceFiltersJson& out) try {
   bool parsed;
-  const ConfiguredFilters* known = t_alreadyParsed;
-  if (known != nullptr && known->parsed && known->document.get() == &out) {
+  ConfiguredFilters* known = t_alreadyParsed;
+  if (known != nullptr && known->document.get() == &out && known->parsed) {
     parsed = known->valid;
   } else {
     parsed = uJson::DeSerializer::DeSerialize(out, text);
+    // Only a parse that ran to its end is kept (an exception leaves it to be done again).
+    if (known != nullptr && known->document.get() == &out) {
+      known->parsed = true;
+      known->valid = parsed;
+    }
   }
   if (!parsed) {
     DM_LOG(VM_LOG_MODULE_ALERTS, LOG_ERR, "call DeSerialize failed.\n");
@@ -104,26 +112,24 @@ bool PeripheralDeviceRewriter::GetFilterListFromString(const std::string& text, 
     PrintPeripheralInfo((*it)->m_out, "out");
   }
   return true;
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, false)
 
-bool PeripheralDeviceRewriter::RewritePeripheralInfo(const PeripheralInfo& in, PeripheralInfo& out) {
+bool PeripheralDeviceRewriter::RewritePeripheralInfo(const PeripheralInfo& in, PeripheralInfo& out) try {
   PrintPeripheralInfo(in, "to rewrite");
   const char* text = g523();
   if (text != nullptr && text[0] != '\0') {
     ConfiguredFilters& configured = Configured();
     std::lock_guard<std::mutex> guard(configured.lock);
-    if (!configured.document || configured.text.compare(text) != 0) {
+    // A text not yet parsed to its end gets a fresh document: a half-filled
+    // one must not keep values of an older text.
+    if (!configured.parsed || !configured.document || configured.text.compare(text) != 0) {
+      configured.parsed = false;
       configured.text = text;
       configured.document.reset(new PeripheralDeviceFiltersJson());
-      configured.parsed = false;
     }
     t_alreadyParsed = &configured;
     const bool listed = GetFilterListFromString(configured.text, *configured.document);
     t_alreadyParsed = nullptr;
-    if (!configured.parsed) {
-      configured.parsed = true;
-      configured.valid = listed;
-    }
     if (listed && FindFilterInList(in, out, configured.document->m_filters)) {
       DM_LOG(VM_LOG_MODULE_ALERTS, LOG_DEBUG, "A compatible filter was found in config");
       return true;
@@ -135,7 +141,7 @@ bool PeripheralDeviceRewriter::RewritePeripheralInfo(const PeripheralInfo& in, P
   }
   FillOutInfo(in, in, out);
   return false;
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, false)
 
 bool PeripheralDeviceRewriter::FindFilterInList(const PeripheralInfo& in, PeripheralInfo& out,
                                                 PeripheralDeviceFiltersList& list) {

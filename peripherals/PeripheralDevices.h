@@ -53,11 +53,11 @@ DM_EXPORT bool RewritePeripheralDevice(PeripheralDeviceData& data);
 
 // Release files. False on a missing, empty or malformed file, the outputs
 // then untouched.
-DM_EXPORT bool GetDetailInfoFromReleaseJson(const std::string& path, ReleaseFWInfo& info);
-DM_EXPORT bool GetFirmwareVersionFromReleaseJsonFile(const std::string& path, std::string& version);
-DM_EXPORT bool GetFileFirmwareNameFromReleaseJsonFile(const std::string& path, std::string& name);
-DM_EXPORT bool GetDeviceNameFromReleaseJsonFile(const std::string& path, std::string& deviceName);
-DM_EXPORT bool GetDataFromReleaseJsonFile(const std::string& path, std::string& deviceName,
+DM_EXPORT bool GetDetailInfoFromReleaseJson(std::string& path, ReleaseFWInfo& info);
+DM_EXPORT bool GetFirmwareVersionFromReleaseJsonFile(std::string& path, std::string& version);
+DM_EXPORT bool GetFileFirmwareNameFromReleaseJsonFile(std::string& path, std::string& name);
+DM_EXPORT bool GetDeviceNameFromReleaseJsonFile(std::string& path, std::string& deviceName);
+DM_EXPORT bool GetDataFromReleaseJsonFile(std::string& path, std::string& deviceName,
                                           std::string& firmwareVersion, std::string& firmwareName);
 
 // "/tmp/<directory>/<index>_<stem of the URL's file><.suffix of the release

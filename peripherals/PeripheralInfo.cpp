@@ -39,3 +39,15 @@ void CopyStringElement(IStringElement& to, const IStringElement& from) {
   // A null text makes the leaf unset; the length keeps embedded NULs.
   to.SetValue(from.GetValue(), static_cast<int>(from.GetString().size()));
 }
+
+// Out of line so that every process shares one exported definition.
+const char* PeripheralInfo::Name::GetName() const { return "name"; }
+const char* PeripheralInfo::PartialName::GetName() const { return "partial_name"; }
+const char* PeripheralInfo::Vid::GetName() const { return "vid"; }
+const char* PeripheralInfo::Pid::GetName() const { return "pid"; }
+const char* PeripheralInfo::Type::GetName() const { return "type"; }
+const char* PeripheralInfo::HwType::GetName() const { return "hw_type"; }
+const char* PeripheralInfo::AdditionalInfo::GetName() const { return "additional_info"; }
+const char* PeripheralInfo::DisplayName::GetName() const { return "display_name"; }
+const char* PeripheralInfo::Manufacturer::GetName() const { return "manufacturer"; }
+const char* PeripheralInfo::GetName() const { return "PeripheralInfo"; }

@@ -18,49 +18,49 @@ class DM_EXPORT PeripheralInfo : public IElementSerializable {
  public:
   class DM_EXPORT Name : public IStringElement {
    public:
-    const char* GetName() const override { return "name"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT PartialName : public IStringElement {
    public:
-    const char* GetName() const override { return "partial_name"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT Vid : public IIntegerElement {
    public:
     Vid() : IIntegerElement(-1) {}
-    const char* GetName() const override { return "vid"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT Pid : public IIntegerElement {
    public:
     Pid() : IIntegerElement(-1) {}
-    const char* GetName() const override { return "pid"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT Type : public IStringElement {
    public:
-    const char* GetName() const override { return "type"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT HwType : public IStringElement {
    public:
-    const char* GetName() const override { return "hw_type"; }
+    const char* GetName() const override;
     // The interfaces split at every blank, empty pieces kept ("HDMI  USB"
     // gives "HDMI", "", "USB"); unset or empty gives one empty piece.
     std::vector<std::string> GetSpacedNameAsVector() const;
   };
   class DM_EXPORT AdditionalInfo : public IStringElement {
    public:
-    const char* GetName() const override { return "additional_info"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT DisplayName : public IStringElement {
    public:
-    const char* GetName() const override { return "display_name"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT Manufacturer : public IStringElement {
    public:
-    const char* GetName() const override { return "manufacturer"; }
+    const char* GetName() const override;
   };
 
   PeripheralInfo();
   ~PeripheralInfo() override;
-  const char* GetName() const override { return "PeripheralInfo"; }
+  const char* GetName() const override;
 
   // Copies every field, unset strings staying unset (records cannot be
   // copied by constructor: their child list points into themselves).

@@ -10,20 +10,20 @@ class DM_EXPORT ReleaseFWInfo : public IElementSerializable {
  public:
   class DM_EXPORT DeviceName : public IStringElement {
    public:
-    const char* GetName() const override { return "device_name"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT FirmwareVersion : public IStringElement {
    public:
-    const char* GetName() const override { return "firmware_version"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT FirmwareName : public IStringElement {
    public:
-    const char* GetName() const override { return "firmware_name"; }
+    const char* GetName() const override;
   };
 
   ReleaseFWInfo();
   ~ReleaseFWInfo() override;
-  const char* GetName() const override { return "ReleaseFWInfo"; }
+  const char* GetName() const override;
 
   DeviceName m_deviceName;
   FirmwareVersion m_firmwareVersion;

@@ -9,10 +9,26 @@
 #define DEVMGMT_PLATFORM_UEVENT_H_
 
 #include <boost/enable_shared_from_this.hpp>
+#include <boost/shared_ptr.hpp>
 #include <cstddef>
 
 #include "DmExport.h"
 #include "ISerializable.h"
+
+class uEventHandler;
+
+// A shared pointer to the handler an event names. It converts to a shared
+// pointer to the family's handler class, which is what the family stores.
+class uEventHandlerPtr : public boost::shared_ptr<uEventHandler> {
+ public:
+  uEventHandlerPtr() = default;
+  uEventHandlerPtr(const boost::shared_ptr<uEventHandler>& handler)  // NOLINT: converts on purpose
+      : boost::shared_ptr<uEventHandler>(handler) {}
+  template <typename Handler>
+  operator boost::shared_ptr<Handler>() const {  // NOLINT: converts on purpose
+    return boost::static_pointer_cast<Handler>(*this);
+  }
+};
 
 class DM_EXPORT uEvent : public boost::enable_shared_from_this<uEvent> {
  public:
@@ -22,6 +38,10 @@ class DM_EXPORT uEvent : public boost::enable_shared_from_this<uEvent> {
   virtual ~uEvent();
 
   virtual const char* GetStr() const;
+  // The handlers that sent the event and that it is addressed to; empty when
+  // gone or never set.
+  virtual uEventHandlerPtr GetSender() const;
+  virtual uEventHandlerPtr GetReceiver() const;
   // Hands the event to its receiver; false when there is none.
   virtual bool BaseDispatch();
   virtual int getEventFamilyType() const = 0;

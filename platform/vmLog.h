@@ -61,4 +61,24 @@ DM_EXPORT void vm_log_set_sink(vm_log_sink_fn sink, void* context);
 #define DM_LOG(module, level, ...) \
   vm_syslog((module), (level), 0, FileName(__FILE__), __func__, __LINE__, __VA_ARGS__)
 
+#ifdef __cplusplus
+// Where a line is attributed when a shared helper logs on behalf of its
+// caller: the helper takes a site made at the call (DM_LOG_SITE) and logs with
+// DM_LOG_AT, so the line names the caller's function and line, as if the
+// caller had logged it. A message whose function name is fixed by its readers
+// makes its site from that name.
+struct DmLogSite {
+  const char* function;
+  int line;
+};
+
+#define DM_LOG_SITE (DmLogSite{__func__, __LINE__})
+
+// DM_LOG_AT(site, module, level, format, ...) from the current unit;
+// DM_LOG_UNIT_AT does the same for units that log under a fixed name.
+#define DM_LOG_UNIT_AT(site, module, unit, level, ...) \
+  vm_syslog((module), (level), 0, (unit), (site).function, (site).line, __VA_ARGS__)
+#define DM_LOG_AT(site, module, level, ...) DM_LOG_UNIT_AT(site, module, FileName(__FILE__), level, __VA_ARGS__)
+#endif
+
 #endif  // DEVMGMT_PLATFORM_VMLOG_H_

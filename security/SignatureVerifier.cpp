@@ -16,6 +16,7 @@
 #include <cstring>
 #include <memory>
 
+#include "platform/DmBoundary.h"
 #include "platform/vmFile.h"
 #include "platform/vmLog.h"
 #include "platform/vmUtils.h"
@@ -118,7 +119,7 @@ extern "C" int log_error_cb(const char* text, size_t length, void* /*user*/) {
   return 1;
 }
 
-extern "C" int extract_signature(const char* signedFile, const char* signatureFile) {
+extern "C" int extract_signature(const char* signedFile, const char* signatureFile) try {
   if (signedFile == nullptr || signatureFile == nullptr) {
     SIG_LOG(LOG_ERR, "Failed to open file: %s", signedFile != nullptr ? signedFile : "(null)");
     return -1;
@@ -174,7 +175,7 @@ extern "C" int extract_signature(const char* signedFile, const char* signatureFi
     SIG_LOG(LOG_ERR, "Failed to split %s at %lld", signedFile, static_cast<long long>(start));
   }
   return 0;
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_EMS, -1)
 
 SignatureVerifier::SignatureVerifier() : m_publicKey(nullptr), m_certificate(nullptr) {}
 
@@ -259,7 +260,7 @@ bool SignatureVerifier::initSignature(const std::string& path) {
   return true;
 }
 
-bool SignatureVerifier::verify(const std::string& file, const std::string& signaturePath) {
+bool SignatureVerifier::verify(const std::string& file, const std::string& signaturePath) try {
   if (m_publicKey == nullptr || !initSignature(signaturePath)) return false;
   SIG_LOG(LOG_NOTICE, "file: %s", file.c_str());
   File in = OpenForStreaming(file);
@@ -280,7 +281,7 @@ bool SignatureVerifier::verify(const std::string& file, const std::string& signa
   if (!ok) PrintOpenSslErrors();
   SIG_LOG(LOG_NOTICE, "%s", ok ? "OK" : "FAILED");
   return ok;
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_EMS, false)
 
 bool SignatureVerifier::generateDigest(const std::vector<std::string>& files) {
   m_digest.clear();
@@ -323,12 +324,12 @@ bool SignatureVerifier::verifyBuffer(const unsigned char* data, size_t length) {
   return ok;
 }
 
-bool SignatureVerifier::verify(const std::vector<std::string>& files, const std::string& signaturePath) {
+bool SignatureVerifier::verify(const std::vector<std::string>& files, const std::string& signaturePath) try {
   if (m_publicKey == nullptr || !initSignature(signaturePath) || !generateDigest(files)) return false;
   return verifyBuffer(m_digest.data(), m_digest.size());
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_EMS, false)
 
-extern "C" int vm_verify_signature(const char* certificatePath, const char* file, const char* signaturePath) {
+extern "C" int vm_verify_signature(const char* certificatePath, const char* file, const char* signaturePath) try {
   if (certificatePath == nullptr || file == nullptr || signaturePath == nullptr) {
     SIG_LOG(LOG_ERR, "Missing certificate, file or signature path");
     return -1;
@@ -338,4 +339,4 @@ extern "C" int vm_verify_signature(const char* certificatePath, const char* file
   verifier.initCertificate(certificatePath);
   const std::vector<std::string> files{file};
   return verifier.verify(files, signaturePath) ? 0 : -1;
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_EMS, -1)

@@ -26,7 +26,7 @@ SystemAlert CertRecord(const char* name, std::string description, const std::str
 
 }  // namespace
 
-int SetCrtDownloadSystemState(const std::string& source, std::string status, std::string result, std::string info) {
+int SetCrtDownloadSystemState(const std::string& source, std::string status, std::string result, std::string info) try {
   const char* path = nullptr;
   if (source == "Provisioning") {
     path = GetStatusSystemStatePath(kProvisioningStateIndex);
@@ -40,14 +40,14 @@ int SetCrtDownloadSystemState(const std::string& source, std::string status, std
     return -1;
   }
   return SetStatusSystemState(path, status.c_str(), result.c_str(), info.c_str());
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, -1)
 
-void ClearGetCertFailAlert(std::string cert, std::string source) {
+void ClearGetCertFailAlert(std::string cert, std::string source) try {
   CERT_LOG(LOG_NOTICE, "Clear Failure Alert. cert: %s, source: %s", cert.c_str(), source.c_str());
   AlertManager::GetInstance()->ClearAlert(CERT_FAIL_ALERT_NAME, cert + "/" + source);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, )
 
-void SendGetCertFailAlert(std::string cert, std::string source, std::string reason) {
+void SendGetCertFailAlert(std::string cert, std::string source, std::string reason) try {
   CERT_LOG(LOG_NOTICE, "Failure Alert. cert: %s, source: %s, reason: %s", cert.c_str(), source.c_str(),
            reason.c_str());
   // [AI1] is filled from additional info 1 wherever the alarm is shown.
@@ -58,9 +58,9 @@ void SendGetCertFailAlert(std::string cert, std::string source, std::string reas
   alert.m_probableCause = 5;
   AlertManager::GetInstance()->SetAlert(alert);
   SetCrtDownloadSystemState(source, "done", "failed", reason);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, )
 
-void SendGetCertSuccessEvent(std::string cert, std::string source, std::string addInfo, std::string info) {
+void SendGetCertSuccessEvent(std::string cert, std::string source, std::string addInfo, std::string info) try {
   CERT_LOG(LOG_NOTICE, "Success Event. cert: %s, source: %s, addInfo: %s", cert.c_str(), source.c_str(),
            addInfo.c_str());
   SystemAlert event =
@@ -70,4 +70,4 @@ void SendGetCertSuccessEvent(std::string cert, std::string source, std::string a
   event.m_probableCause = 0;
   AlertManager::GetInstance()->SetEvent(event);
   SetCrtDownloadSystemState(source, "done", "success", info);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, )

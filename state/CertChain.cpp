@@ -69,7 +69,7 @@ bool MatchesRoot(const NameText& rootSubject, const NameText& current) {
 
 }  // namespace
 
-void addCertificateToMap(const char* path, std::map<std::string, std::string>& map) {
+void addCertificateToMap(const char* path, std::map<std::string, std::string>& map) try {
   CertPtr cert(get_certificate(path));
   if (!cert) {
     CERT_LOG(LOG_DEBUG, "File %s is not a certificate", path != nullptr ? path : "");
@@ -84,9 +84,9 @@ void addCertificateToMap(const char* path, std::map<std::string, std::string>& m
     return;
   }
   map[subject] = issuer;
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, )
 
-int initCaSubjIssuerMap(std::map<std::string, std::string>& map, const char* dir) {
+int initCaSubjIssuerMap(std::map<std::string, std::string>& map, const char* dir) try {
   if (dir == nullptr || dir[0] == '\0') {
     CERT_LOG(LOG_DEBUG, "certsPath %s is empty. won't init map.", dir != nullptr ? dir : "");
     return 0;
@@ -113,9 +113,9 @@ int initCaSubjIssuerMap(std::map<std::string, std::string>& map, const char* dir
   if (errno != 0) CERT_LOG(LOG_ERR, "Reading directory %s failed: %s", dir, std::strerror(errno));
   closedir(directory);
   return 1;
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, 0)
 
-extern "C" int check_local_cert_chain(const char* dir) {
+extern "C" int check_local_cert_chain(const char* dir) try {
   if (dir == nullptr) return 0;
   NameText devicePath;
   NameText rootPath;
@@ -174,4 +174,4 @@ extern "C" int check_local_cert_chain(const char* dir) {
   }
   CERT_LOG(LOG_DEBUG, "%s root in local crt chain.", found ? "Found" : "Didn't find");
   return found ? 1 : 0;
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, 0)

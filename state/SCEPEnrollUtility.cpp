@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/DmBoundary.h"
 #include "platform/vmCfg.h"
 #include "platform/vmDevice.h"
 #include "platform/vmFile.h"
@@ -27,6 +28,7 @@ namespace {
 constexpr int kToleranceSeconds = 300;
 // The failure messages of the loader carry this function name.
 const char kLoaderName[] = "vml_lync_alloc_key_from_file";
+#define LOADER_SITE (DmLogSite{kLoaderName, __LINE__})
 
 // Frees a record that may be partly filled.
 void DestroyRecord(certificate_openssl* cert) { cert_crypto_destroy(cert); }
@@ -74,8 +76,8 @@ bool ReadPemBlock(const char* path, std::vector<unsigned char>* data, bool* is_p
   }
   BIO* in = status == VM_FILE_OK ? BIO_new_mem_buf(content.data(), static_cast<int>(content.size())) : nullptr;
   if (in == nullptr) {
-    if (!Refused(status)) CERT_LOG_AS(kLoaderName, LOG_NOTICE, "BIO_new_file failed");
-    CERT_LOG_AS(kLoaderName, LOG_ERR, "File:%s fail reading\n", path);
+    if (!Refused(status)) CERT_LOG_AT(LOADER_SITE, LOG_NOTICE, "BIO_new_file failed");
+    CERT_LOG_AT(LOADER_SITE, LOG_ERR, "File:%s fail reading\n", path);
     return false;
   }
   char* name = nullptr;
@@ -92,8 +94,8 @@ bool ReadPemBlock(const char* path, std::vector<unsigned char>* data, bool* is_p
   OPENSSL_free(header);
   OPENSSL_free(bytes);
   if (!ok) {
-    CERT_LOG_AS(kLoaderName, LOG_NOTICE, "PEM_read_bio failed");
-    CERT_LOG_AS(kLoaderName, LOG_ERR, "File:%s fail reading\n", path);
+    CERT_LOG_AT(LOADER_SITE, LOG_NOTICE, "PEM_read_bio failed");
+    CERT_LOG_AT(LOADER_SITE, LOG_ERR, "File:%s fail reading\n", path);
   }
   return ok;
 }
@@ -117,10 +119,10 @@ void cert_crypto_destroy(certificate_openssl* cert) {
   std::free(cert);
 }
 
-certificate_openssl* get_certificate(const char* path) {
+certificate_openssl* get_certificate(const char* path) try {
   if (path == nullptr) return nullptr;
   if (access(path, F_OK) != 0) {
-    CERT_LOG_AS(kLoaderName, LOG_ERR, "File: %s doesn't exist\n", path);
+    CERT_LOG_AT(LOADER_SITE, LOG_ERR, "File: %s doesn't exist\n", path);
     return nullptr;
   }
   std::vector<unsigned char> block;
@@ -153,9 +155,9 @@ certificate_openssl* get_certificate(const char* path) {
     return nullptr;
   }
   return cert;
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, nullptr)
 
-int check_cert_expired(const char* path) {
+int check_cert_expired(const char* path) try {
   if (path == nullptr || access(path, F_OK) != 0) return 0;
   certificate_openssl* cert = get_certificate(path);
   if (cert == nullptr) return 0;
@@ -180,9 +182,9 @@ int check_cert_expired(const char* path) {
   }
   cert_crypto_destroy(cert);
   return result;
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, 0)
 
-int check_local_cert_validity(const char* dir) {
+int check_local_cert_validity(const char* dir) try {
   if (dir == nullptr) return 0;
   char path[256];
   const int written = std::snprintf(path, sizeof path, "%s/%s", dir, DEVICE_CERT_FILE_NAME);
@@ -190,9 +192,9 @@ int check_local_cert_validity(const char* dir) {
   const int result = written >= 0 && static_cast<size_t>(written) < sizeof path ? check_cert_expired(path) : 0;
   CERT_LOG(LOG_NOTICE, "result of checking local cert vaidity is %d", result);
   return result;
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, 0)
 
-unsigned get_cert_renew_timer(const char* path) {
+unsigned get_cert_renew_timer(const char* path) try {
   if (path == nullptr) {
     CERT_LOG(LOG_ERR, "file doesn't exist\n");
     return 0;
@@ -222,9 +224,9 @@ unsigned get_cert_renew_timer(const char* path) {
   ASN1_GENERALIZEDTIME_free(when);
   if (!ok) CERT_LOG(LOG_ERR, "ASN1_GENERALIZEDTIME_to_time_t: failed");
   return seconds;
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, 0)
 
-int get_cert_detail(const char* path, char* issuer, char* subject, char* notBefore, char* notAfter, char* serial) {
+int get_cert_detail(const char* path, char* issuer, char* subject, char* notBefore, char* notAfter, char* serial) try {
   if (path == nullptr || access(path, F_OK) != 0) return 0;
   certificate_openssl* cert = get_certificate(path);
   if (cert == nullptr) {
@@ -280,9 +282,9 @@ done:
   BIO_free(number);
   cert_crypto_destroy(cert);
   return result;
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, 0)
 
-int get_cert_info(const char* path, char* out) {
+int get_cert_info(const char* path, char* out) try {
   char issuer[CERT_TEXT_SIZE];
   char subject[CERT_TEXT_SIZE];
   char not_before[CERT_TEXT_SIZE];
@@ -301,9 +303,9 @@ int get_cert_info(const char* path, char* out) {
                 "Certificate_ExpirationDate:%s",
                 subject, issuer, serial, not_after);
   return 1;
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, 0)
 
-void update_ssl_certificate_status(void) {
+void update_ssl_certificate_status(void) try {
   char cert_path[256] = {0};
   char key_path[256] = {0};
   if (VM_Get_Cert_And_Pkey_File(cert_path, key_path) != 0) {
@@ -323,9 +325,9 @@ void update_ssl_certificate_status(void) {
   s2548(issuer);
   s2550(not_before);
   s2551(not_after);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, )
 
-int IsPemFile(const char* path) {
+int IsPemFile(const char* path) try {
   int result = 0;
   // A regular file only: a FIFO would block and /dev/zero never ends.
   vmFileStatus status = VM_FILE_MISSING;
@@ -347,7 +349,7 @@ int IsPemFile(const char* path) {
   }
   CERT_LOG(LOG_NOTICE, "Is PEM file result = %d", result);
   return result;
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, 0)
 
 }  // extern "C"
 
@@ -371,7 +373,7 @@ int DerFileAsPem(const char* in, std::string* pem) {
 
 }  // namespace
 
-extern "C" void ConvertCertToPemFile(const char* path) {
+extern "C" void ConvertCertToPemFile(const char* path) try {
   if (path == nullptr) return;
   // Done in-process; the log names the equivalent commands. The PEM text
   // replaces the file through a fresh, unpredictable name beside it (made
@@ -387,4 +389,4 @@ extern "C" void ConvertCertToPemFile(const char* path) {
   status = vmFileWrite(path, pem.data(), pem.size(), 0644, VM_FILE_DURABLE) == 0 ? 0 : 1;
   command = "mv " + tmp + " " + path;
   CERT_LOG(LOG_NOTICE, "command '%s' result = %d", command.c_str(), status);
-}
+} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, )

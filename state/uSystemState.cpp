@@ -3,14 +3,12 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/DmBoundary.h"
 #include "platform/uJson.h"
 #include "platform/vmCfg.h"
 #include "platform/vmLog.h"
 
 #define STATE_LOG(level, ...) DM_LOG(VM_LOG_MODULE_ALERTS, level, __VA_ARGS__)
-// For a helper that logs on behalf of the function that called it.
-#define STATE_LOG_AS(function, level, ...) \
-  vm_syslog(VM_LOG_MODULE_ALERTS, (level), 0, FileName(__FILE__), (function), __LINE__, __VA_ARGS__)
 
 namespace {
 
@@ -73,46 +71,46 @@ void SystemState::Update(const char* status, const char* result, const char* inf
   SetIfGiven(m_info, info);
 }
 
-void BuildSystemStateStruct(SystemState& record, const char* status, const char* result, const char* info) {
+void BuildSystemStateStruct(SystemState& record, const char* status, const char* result, const char* info) try {
   record.Update(status, result, info);
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, )
 
-std::string SerializeSystemState(SystemState& record) {
+std::string SerializeSystemState(SystemState& record) try {
   char json[kJsonBufferSize];
   if (uJson::Serializer::Serialize(record, json, sizeof json) != 0) {
     STATE_LOG(LOG_ERR, "jsonSerializer.Serialize failed!");
     return std::string();
   }
   return std::string(json);
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, std::string())
 
-int DeSerializeSystemState(const char* json, SystemState& record) {
+int DeSerializeSystemState(const char* json, SystemState& record) try {
   const size_t length = json != nullptr ? std::strlen(json) : 0;
   if (json == nullptr || uJson::DeSerializer::DeSerialize(record, json, length) == 0) {
     STATE_LOG(LOG_ERR, "jsonDeSerializer.DeSerialize failed!");
     return -1;
   }
   return 0;
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, -1)
 
-int GetStatusSystemStateFromBuf(const char* json, SystemState& record) {
+int GetStatusSystemStateFromBuf(const char* json, SystemState& record) try {
   if (json == nullptr) {
     STATE_LOG(LOG_ERR, "Json Buf is NULL!");
     return -1;
   }
   return DeSerializeSystemState(json, record);
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, -1)
 
-const char* GetStatusSystemStatePath(int index) {
+const char* GetStatusSystemStatePath(int index) try {
   // Compared unsigned, so negative indices are out of range too.
   if (static_cast<unsigned>(index) >= SYSTEM_STATE_PATH_COUNT) {
     STATE_LOG(LOG_ERR, "tried to get invalid path %d!", index);
     return nullptr;
   }
   return kSystemStatePaths[index];
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, nullptr)
 
-std::vector<std::string> GetSystemStateOrderedList() {
+std::vector<std::string> GetSystemStateOrderedList() try {
   std::vector<std::string> paths;
   const char* order = g1015();
   if (order == nullptr) return paths;
@@ -128,50 +126,50 @@ std::vector<std::string> GetSystemStateOrderedList() {
     start = end + 1;
   }
   return paths;
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, std::vector<std::string>())
 
-int GetStatusSystemState(const char* path, SystemState& record) {
+int GetStatusSystemState(const char* path, SystemState& record) try {
   char json[kReadBufferSize] = {0};
   // The buffer is deserialised whatever the read's result: an absent value
   // leaves it empty, and empty text is not a record.
   vmCfgGetParam(path, json, sizeof json);
   return DeSerializeSystemState(json, record);
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, -1)
 
-std::string GetStatusSystemStateStatus(const char* path) {
+std::string GetStatusSystemStateStatus(const char* path) try {
   SystemState record;
   return GetStatusSystemState(path, record) == 0 ? record.m_status.GetString() : std::string();
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, std::string())
 
-std::string GetStatusSystemStateResult(const char* path) {
+std::string GetStatusSystemStateResult(const char* path) try {
   SystemState record;
   return GetStatusSystemState(path, record) == 0 ? record.m_result.GetString() : std::string();
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, std::string())
 
-std::string GetStatusSystemStateInfo(const char* path) {
+std::string GetStatusSystemStateInfo(const char* path) try {
   SystemState record;
   return GetStatusSystemState(path, record) == 0 ? record.m_info.GetString() : std::string();
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, std::string())
 
-bool GetStatusSystemStateWasSuccessful(const char* path) {
+bool GetStatusSystemStateWasSuccessful(const char* path) try {
   SystemState record;
   return GetStatusSystemState(path, record) == 0 && record.m_wasSuccessful.GetValue();
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, false)
 
 namespace {
 
 // The three buffer getters: the same checks and copy, each with its own
 // message for null parameters, logged as the getter's.
 template <typename Member>
-int CopyStateMember(const char* function, const char* path, char* buffer, size_t size, Member SystemState::*member,
+int CopyStateMember(const DmLogSite& site, const char* path, char* buffer, size_t size, Member SystemState::*member,
                     const char* nullMessage) {
   if (path == nullptr || buffer == nullptr || size == 0) {
-    STATE_LOG_AS(function, LOG_ERR, "%s", nullMessage);
+    DM_LOG_AT(site, VM_LOG_MODULE_ALERTS, LOG_ERR, "%s", nullMessage);
     return -1;
   }
   SystemState record;
   if (GetStatusSystemState(path, record) != 0) {
-    STATE_LOG_AS(function, LOG_ERR, "Failed to get %s value", path);
+    DM_LOG_AT(site, VM_LOG_MODULE_ALERTS, LOG_ERR, "Failed to get %s value", path);
     return -1;
   }
   CopyMember(record.*member, buffer, size);
@@ -180,28 +178,31 @@ int CopyStateMember(const char* function, const char* path, char* buffer, size_t
 
 }  // namespace
 
-int GetStatusSystemStateStatus(const char* path, char* buffer, size_t size) {
-  return CopyStateMember(__func__, path, buffer, size, &SystemState::m_status, "param path or status value are null!");
-}
+int GetStatusSystemStateStatus(const char* path, char* buffer, size_t size) try {
+  return CopyStateMember(DM_LOG_SITE, path, buffer, size, &SystemState::m_status,
+                         "param path or status value are null!");
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, -1)
 
-int GetStatusSystemStateResult(const char* path, char* buffer, size_t size) {
-  return CopyStateMember(__func__, path, buffer, size, &SystemState::m_result, "param path or result are null!");
-}
+int GetStatusSystemStateResult(const char* path, char* buffer, size_t size) try {
+  return CopyStateMember(DM_LOG_SITE, path, buffer, size, &SystemState::m_result, "param path or result are null!");
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, -1)
 
-int GetStatusSystemStateInfo(const char* path, char* buffer, size_t size) {
-  return CopyStateMember(__func__, path, buffer, size, &SystemState::m_info, "param path or info are null!");
-}
+int GetStatusSystemStateInfo(const char* path, char* buffer, size_t size) try {
+  return CopyStateMember(DM_LOG_SITE, path, buffer, size, &SystemState::m_info, "param path or info are null!");
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, -1)
 
-void SetWasSuccessfulValue(const char* path, SystemState& record) {
+void SetWasSuccessfulValue(const char* path, SystemState& record) try {
+  // A record that can't be read counts as a default one: the flag of a
+  // half-parsed record is not carried forward.
   SystemState stored;
-  GetStatusSystemState(path, stored);  // a failed read leaves the flag false
-  if (stored.m_wasSuccessful.GetValue() || record.m_result.GetString() == "success") {
+  const bool storedFlag = GetStatusSystemState(path, stored) == 0 && stored.m_wasSuccessful.GetValue();
+  if (storedFlag || record.m_result.GetString() == "success") {
     record.m_wasSuccessful.SetValue(true);
     STATE_LOG(LOG_DEBUG, "set %s wasSuccessful = true", path ? path : "(null)");
   }
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, )
 
-int SetStatusSystemState(const char* path, SystemState& record) {
+int SetStatusSystemState(const char* path, SystemState& record) try {
   SetWasSuccessfulValue(path, record);
   const std::string json = SerializeSystemState(record);
   if (json.empty()) {
@@ -209,22 +210,29 @@ int SetStatusSystemState(const char* path, SystemState& record) {
     return -1;
   }
   return vmCfgSetParam(path, json.c_str());
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, -1)
 
-int SetStatusSystemStateValue(const char* path, const char* status, const char* result, const char* info) {
+int SetStatusSystemStateValue(const char* path, const char* status, const char* result, const char* info) try {
   SystemState record;
   BuildSystemStateStruct(record, status, result, info);
   return SetStatusSystemState(path, record);
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, -1)
 
-extern "C" int SetStatusSystemState(const char* path, const char* status, const char* result, const char* info) {
+extern "C" int SetStatusSystemState(const char* path, const char* status, const char* result, const char* info) try {
   return SetStatusSystemStateValue(path, status, result, info);
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, -1)
 
-int SetStatusSystemStateStatus(const char* path, const char* status) {
+int SetStatusSystemStateStatus(const char* path, const char* status) try {
   if (path == nullptr || status == nullptr) {
     STATE_LOG(LOG_ERR, "param path or status value are null!");
     return -1;
   }
   return SetStatusSystemStateValue(path, status, nullptr, nullptr);
-}
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, -1)
+
+// Out of line so that every process shares one exported definition.
+const char* SystemState::status::GetName() const { return "status"; }
+const char* SystemState::result::GetName() const { return "result"; }
+const char* SystemState::wasSuccessful::GetName() const { return "wasSuccessful"; }
+const char* SystemState::info::GetName() const { return "info"; }
+const char* SystemState::GetName() const { return "SystemState"; }

@@ -27,24 +27,24 @@ class DM_EXPORT SystemState : public IElementSerializable {
  public:
   class DM_EXPORT status : public IStringElement {
    public:
-    const char* GetName() const override { return "status"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT result : public IStringElement {
    public:
-    const char* GetName() const override { return "result"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT wasSuccessful : public IBoolElement {
    public:
-    const char* GetName() const override { return "wasSuccessful"; }
+    const char* GetName() const override;
   };
   class DM_EXPORT info : public IStringElement {
    public:
-    const char* GetName() const override { return "info"; }
+    const char* GetName() const override;
   };
 
   SystemState();
   ~SystemState() override;
-  const char* GetName() const override { return "SystemState"; }
+  const char* GetName() const override;
 
   // Sets each member whose argument is non-null; null leaves it unchanged.
   void Update(const char* status, const char* result, const char* info);

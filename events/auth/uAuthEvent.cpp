@@ -39,8 +39,8 @@ uAuthEvent::uAuthEvent() = default;
 uAuthEvent::~uAuthEvent() = default;
 const char* uAuthEvent::GetStr() const { return "uAuthEvent"; }
 int uAuthEvent::getEventFamilyType() const { return VM_EVENT_FAMILY_AUTH; }
-boost::shared_ptr<uAuthHandler> uAuthEvent::GetSender() const { return m_sender.lock(); }
-boost::shared_ptr<uAuthHandler> uAuthEvent::GetReceiver() const { return m_receiver.lock(); }
+uEventHandlerPtr uAuthEvent::GetSender() const { return uEventHandlerPtr(m_sender.lock()); }
+uEventHandlerPtr uAuthEvent::GetReceiver() const { return uEventHandlerPtr(m_receiver.lock()); }
 
 bool uAuthEvent::BaseDispatch() {
   boost::shared_ptr<uAuthHandler> receiver = m_receiver.lock();
@@ -72,3 +72,9 @@ ISerializable* AuthGetUrlAndCodeEv::getEventData() { return &m_data; }
 ISerializable* AuthGetUrlAndCodeResponseEv::getEventData() { return &m_data; }
 ISerializable* AuthCredentialsResponseEv::getEventData() { return &m_data; }
 ISerializable* AuthRejectResponseEv::getEventData() { return &m_data; }
+
+// Out of line so that every process shares one exported definition.
+const char* AuthGetUrlAndCodeData::GetName() const { return "AuthGetUrlAndCodeData"; }
+const char* AuthGetUrlAndCodeResponseData::GetName() const { return "AuthGetUrlAndCodeResponseData"; }
+const char* AuthCredentialsResponseData::GetName() const { return "AuthCredentialsResponseData"; }
+const char* RejectReponseData::GetName() const { return "RejectReponseData"; }

@@ -24,7 +24,7 @@ class DM_EXPORT AuthGetUrlAndCodeData : public IElementSerializable {
  public:
   AuthGetUrlAndCodeData();
   ~AuthGetUrlAndCodeData() override;
-  const char* GetName() const override { return "AuthGetUrlAndCodeData"; }
+  const char* GetName() const override;
   IInteger m_integer1;
   IInteger m_integer2;
 };
@@ -34,7 +34,7 @@ class DM_EXPORT AuthGetUrlAndCodeResponseData : public IElementSerializable {
  public:
   AuthGetUrlAndCodeResponseData();
   ~AuthGetUrlAndCodeResponseData() override;
-  const char* GetName() const override { return "AuthGetUrlAndCodeResponseData"; }
+  const char* GetName() const override;
   IInteger m_integer1;
   IString m_string1;
   IString m_string2;
@@ -48,7 +48,7 @@ class DM_EXPORT AuthCredentialsResponseData : public IElementSerializable {
   static constexpr int kStrings = 7;
   AuthCredentialsResponseData();
   ~AuthCredentialsResponseData() override;
-  const char* GetName() const override { return "AuthCredentialsResponseData"; }
+  const char* GetName() const override;
   IInteger m_integer1;
   IInteger m_integer2;
   IString m_strings[kStrings];
@@ -59,7 +59,7 @@ class DM_EXPORT RejectReponseData : public IElementSerializable {
  public:
   RejectReponseData();
   ~RejectReponseData() override;
-  const char* GetName() const override { return "RejectReponseData"; }
+  const char* GetName() const override;
   IInteger m_integer1;
   IString m_string1;
   IInteger m_integer2;
@@ -71,8 +71,8 @@ class DM_EXPORT uAuthEvent : public uServiceEvent {
   ~uAuthEvent() override;
 
   const char* GetStr() const override;
-  virtual boost::shared_ptr<uAuthHandler> GetSender() const;
-  virtual boost::shared_ptr<uAuthHandler> GetReceiver() const;
+  uEventHandlerPtr GetSender() const override;
+  uEventHandlerPtr GetReceiver() const override;
   bool BaseDispatch() override;
   int getEventFamilyType() const override;
   int getEventType() const override = 0;

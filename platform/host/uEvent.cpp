@@ -7,6 +7,8 @@
 uEvent::uEvent() = default;
 uEvent::~uEvent() = default;
 const char* uEvent::GetStr() const { return "uEvent"; }
+uEventHandlerPtr uEvent::GetSender() const { return uEventHandlerPtr(); }
+uEventHandlerPtr uEvent::GetReceiver() const { return uEventHandlerPtr(); }
 bool uEvent::BaseDispatch() { return false; }
 ISerializable* uEvent::getEventData() { return nullptr; }
 const void* uEvent::GetDataBuffer() { return nullptr; }

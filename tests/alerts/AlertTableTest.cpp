@@ -76,7 +76,8 @@ TEST_F(AlertTable, NullAndEmptyIdentityIsRefusedWithoutWriting) {
   EXPECT_EQ(-1, AlertManager_SetEvent("Name", nullptr, 1, "d", "a", "b", "c", 0, 0, 2));
   EXPECT_EQ(-1, AlertManager_SetBasicEvent(nullptr, nullptr, 1));
   EXPECT_EQ(-1, AlertManager_ClearAlert(nullptr, "src"));
-  EXPECT_TRUE(log.Contains(LOG_ERR, "Null name or source component"));
+  EXPECT_TRUE(log.Logged(VM_LOG_MODULE_ALERTS, LOG_ERR, "AlertManager", "AlertManager_ClearAlert",
+                         "Null name or source component"));
   EXPECT_EQ(-1, AlertManager_SetBasicAlert("", "src", 1));
   EXPECT_TRUE(log.Contains(LOG_ERR, "Set alert failed, empty name or source component. Name: >><<, Source: >>src<<"));
   EXPECT_EQ(-1, AlertManager_SetBasicEvent("Name", "", 1));

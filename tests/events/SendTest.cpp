@@ -27,26 +27,25 @@ std::vector<uint8_t> Expected(int32_t type, std::vector<uint8_t> payload) {
 
 TEST(SendMessageToEmsc, BuildsTheHeaderAndHonoursTheFirstByteRule) {
   TestQueue emsc(VM_MQ_ID_EMSC);
-  message_extra_t got;
-
-  EXPECT_EQ(0, SendMessageToEmsc(5, nullptr, 10));
-  int length = emsc.Receive(got);
-  ASSERT_EQ(8, length);
-  EXPECT_EQ(Expected(5, {}), Bytes(got, length));
-
   const char zero_first[4] = {0, 'x', 'y', 'z'};
-  EXPECT_EQ(0, SendMessageToEmsc(3, zero_first, 4));
-  length = emsc.Receive(got);
-  ASSERT_EQ(8, length);
-  EXPECT_EQ(Expected(3, {}), Bytes(got, length));
-
-  EXPECT_EQ(0, SendMessageToEmsc(3, "ab", 2));
-  length = emsc.Receive(got);
-  ASSERT_EQ(10, length);
-  EXPECT_EQ(Expected(3, {'a', 'b'}), Bytes(got, length));
-
-  EXPECT_EQ(0, SendMessageToEmsc(3, "ab", 0));
-  EXPECT_EQ(8, emsc.Receive(got));
+  // Without a payload to copy the size is not looked at, however large.
+  const struct {
+    int type;
+    const char* data;
+    unsigned int size;
+    std::vector<uint8_t> payload;
+  } cases[] = {
+      {5, nullptr, 10, {}},      {5, nullptr, 20000, {}},  {3, zero_first, 4, {}},
+      {3, zero_first, 20000, {}}, {3, "ab", 2, {'a', 'b'}}, {3, "ab", 0, {}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.size);
+    EXPECT_EQ(0, SendMessageToEmsc(c.type, c.data, c.size));
+    message_extra_t got;
+    const int length = emsc.Receive(got);
+    ASSERT_EQ(static_cast<int>(8 + c.payload.size()), length);
+    EXPECT_EQ(Expected(c.type, c.payload), Bytes(got, length));
+  }
   EXPECT_TRUE(emsc.IsEmpty());
 }
 

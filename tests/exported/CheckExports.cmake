@@ -1,6 +1,9 @@
 # Fails when a library exports a defined symbol that its allow list does not
 # name. Each list line is a regular expression matched against the demangled
-# name; '#' starts a comment. Weak instantiations of standard templates are
+# name; '#' starts a comment. A line "= name" instead names a symbol that must
+# be exported, written exactly as demangled ("std::string" stands for the
+# library's string type), so a signature that drifts from the one callers were
+# built against is caught. Weak instantiations of standard templates are
 # let through: libstdc++ declares its namespaces with default visibility, so
 # they are exported whatever the library asks.
 execute_process(COMMAND ${NM} -D -C --defined-only ${LIBRARY}
@@ -8,10 +11,12 @@ execute_process(COMMAND ${NM} -D -C --defined-only ${LIBRARY}
 if(NOT status EQUAL 0)
   message(FATAL_ERROR "nm failed on ${LIBRARY}")
 endif()
-file(STRINGS ${ALLOWED} patterns REGEX "^[^#].*")
+file(STRINGS ${ALLOWED} patterns REGEX "^[^#=].*")
+file(STRINGS ${ALLOWED} required REGEX "^= ")
 string(REPLACE "\n" ";" lines "${symbols}")
 set(unexpected "")
 set(count 0)
+set(names "")
 foreach(line IN LISTS lines)
   # "<address> <type> <name>"; the name may contain blanks.
   if(NOT line MATCHES "^[0-9a-fA-F]+ ([A-Za-z]) (.*)$")
@@ -20,6 +25,7 @@ foreach(line IN LISTS lines)
   set(type "${CMAKE_MATCH_1}")
   set(name "${CMAKE_MATCH_2}")
   math(EXPR count "${count} + 1")
+  list(APPEND names "${name}")
   if(type MATCHES "^[WVu]$" AND name MATCHES "(std|__gnu_cxx)::")
     continue()
   endif()
@@ -36,6 +42,19 @@ foreach(line IN LISTS lines)
 endforeach()
 if(count EQUAL 0)
   message(FATAL_ERROR "no exported symbols found in ${LIBRARY}")
+endif()
+set(missing "")
+foreach(entry IN LISTS required)
+  string(SUBSTRING "${entry}" 2 -1 name)
+  string(REPLACE "std::string" "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >"
+         name "${name}")
+  list(FIND names "${name}" found)
+  if(found EQUAL -1)
+    string(APPEND missing "  ${name}\n")
+  endif()
+endforeach()
+if(missing)
+  message(FATAL_ERROR "symbols missing from ${LIBRARY}:\n${missing}")
 endif()
 if(unexpected)
   message(FATAL_ERROR "unexpected exported symbols in ${LIBRARY}:\n${unexpected}")

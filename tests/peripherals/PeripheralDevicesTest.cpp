@@ -150,7 +150,7 @@ class FirmwareFiles : public PeripheralTest {
 };
 
 TEST_F(FirmwareFiles, ReleaseFileWrappers) {
-  const std::string path = m_dir + "/2_hs_fw_v1.release.json";
+  std::string path = m_dir + "/2_hs_fw_v1.release.json";
   WriteFile(path, R"({"device_name":"Velmora HS200","firmware_version":"1.4.2","firmware_name":"fw.bin"})");
   std::string device = "x", version = "x", name = "x";
   ASSERT_TRUE(GetDataFromReleaseJsonFile(path, device, version, name));
@@ -173,7 +173,14 @@ TEST_F(FirmwareFiles, ReleaseFileWrappers) {
 }
 
 TEST_F(FirmwareFiles, BadReleaseFilesLeaveOutputsUntouched) {
-  const std::string path = m_dir + "/bad.release.json";
+  std::string path = m_dir + "/bad.release.json";
+  using Wrapper = bool (*)(std::string&, std::string&);
+  const struct {
+    Wrapper read;
+    const char* function;
+  } wrappers[] = {{GetFirmwareVersionFromReleaseJsonFile, "GetFirmwareVersionFromReleaseJsonFile"},
+                  {GetFileFirmwareNameFromReleaseJsonFile, "GetFileFirmwareNameFromReleaseJsonFile"},
+                  {GetDeviceNameFromReleaseJsonFile, "GetDeviceNameFromReleaseJsonFile"}};
   for (const char* text : {"", "not json", "[\"fw.bin\"]", R"({"firmware_name":{"x":1}})"}) {
     WriteFile(path, text);
     std::string device = "d", version = "v", name = "n";
@@ -181,16 +188,22 @@ TEST_F(FirmwareFiles, BadReleaseFilesLeaveOutputsUntouched) {
     EXPECT_EQ("d", device);
     EXPECT_EQ("v", version);
     EXPECT_EQ("n", name);
-    EXPECT_FALSE(GetFirmwareVersionFromReleaseJsonFile(path, version));
-    EXPECT_FALSE(GetFileFirmwareNameFromReleaseJsonFile(path, name));
-    EXPECT_FALSE(GetDeviceNameFromReleaseJsonFile(path, device));
-    EXPECT_EQ("n", name);
+    EXPECT_TRUE(m_log.Logged(VM_LOG_MODULE_ALERTS, LOG_ERR, "PeripheralDevices", "GetDetailInfoFromReleaseJson",
+                             "call DeSerialize failed.\n"));
+    EXPECT_TRUE(m_log.Logged(VM_LOG_MODULE_ALERTS, LOG_ERR, "PeripheralDevices", "GetDataFromReleaseJsonFile",
+                             "GetDetailInfoFromReleaseJson failed.\n"));
+    // Each wrapper's failure is its own line, under its own name.
+    for (const auto& wrapper : wrappers) {
+      std::string out = "o";
+      EXPECT_FALSE(wrapper.read(path, out));
+      EXPECT_EQ("o", out);
+      EXPECT_TRUE(m_log.Logged(VM_LOG_MODULE_ALERTS, LOG_ERR, "PeripheralDevices", wrapper.function,
+                               "GetDetailInfoFromReleaseJson failed.\n"));
+    }
   }
-  std::string version = "v";
-  EXPECT_FALSE(GetFirmwareVersionFromReleaseJsonFile(m_dir + "/missing.release.json", version));
+  std::string missing = m_dir + "/missing.release.json", version = "v";
+  EXPECT_FALSE(GetFirmwareVersionFromReleaseJsonFile(missing, version));
   EXPECT_EQ("v", version);
-  EXPECT_TRUE(m_log.Contains(LOG_ERR, "call DeSerialize failed.\n"));
-  EXPECT_TRUE(m_log.Contains(LOG_ERR, "GetDetailInfoFromReleaseJson failed.\n"));
 }
 
 TEST_F(FirmwareFiles, UnpackedPathKeepsTheStemAndTakesTheFirmwareSuffix) {

@@ -81,7 +81,7 @@ const Door kDoors[] = {
        PeripheralDeviceRewriter::GetFilterListFromJsonFile(path, filters);
      }},
     {"release", VM_FILE_CAP_JSON, Input,
-     [](const std::string&, const std::string& path) {
+     [](const std::string&, std::string path) {
        ReleaseFWInfo info;
        GetDetailInfoFromReleaseJson(path, info);
      }},

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <set>
 #include <string>
 
 #include "platform/vmCfg.h"
@@ -106,6 +107,18 @@ TEST_F(SystemStateTest, UnreadableRecordsGiveEmptyMembers) {
             Stored(kPath));
   EXPECT_EQ("", GetStatusSystemStateStatus(kPath));
   EXPECT_EQ(-1, GetStatusSystemStateInfo(kPath, buffer, 8));
+
+  // An unreadable stored record is a default one for the sticky flag, even
+  // when the part that can be read says it succeeded.
+  const std::string unreadable[] = {
+      R"({"status":"s","result":"success","wasSuccessful":true,"info":")" + std::string(300, 'i') + "\"}",
+      R"({"wasSuccessful":true,"status":[)",
+  };
+  for (const std::string& stored : unreadable) {
+    ASSERT_EQ(VM_CFG_OK, vmCfgSetParam(kPath, stored.c_str()));
+    ASSERT_EQ(0, SetStatusSystemState(kPath, "s", "failed", ""));
+    EXPECT_FALSE(GetStatusSystemStateWasSuccessful(kPath)) << stored;
+  }
 }
 
 TEST_F(SystemStateTest, SuccessIsStickyThroughLaterWrites) {
@@ -160,13 +173,26 @@ TEST_F(SystemStateTest, BufferGettersCutAtSizeAndTerminateAtIt) {
   ASSERT_EQ(0, GetStatusSystemStateInfo(kPath, buffer, 8));  // exactly the length
   EXPECT_STREQ("abcdefgh", buffer);
 
-  EXPECT_EQ(-1, GetStatusSystemStateStatus(kPath, buffer, 0));
-  EXPECT_EQ(-1, GetStatusSystemStateStatus(nullptr, buffer, 4));
-  EXPECT_TRUE(log_.Contains(LOG_ERR, "param path or status value are null!"));
-  EXPECT_EQ(-1, GetStatusSystemStateResult(kPath, nullptr, 4));
-  EXPECT_TRUE(log_.Contains(LOG_ERR, "param path or result are null!"));
-  EXPECT_EQ(-1, GetStatusSystemStateInfo(nullptr, buffer, 4));
-  EXPECT_TRUE(log_.Contains(LOG_ERR, "param path or info are null!"));
+  // Each getter's failures are its own lines: its name, its own source line.
+  const struct {
+    int (*get)(const char*, char*, size_t);
+    const char* function;
+    const char* nullMessage;
+  } getters[] = {{GetStatusSystemStateStatus, "GetStatusSystemStateStatus", "param path or status value are null!"},
+                 {GetStatusSystemStateResult, "GetStatusSystemStateResult", "param path or result are null!"},
+                 {GetStatusSystemStateInfo, "GetStatusSystemStateInfo", "param path or info are null!"}};
+  std::set<int> lines;
+  for (const auto& getter : getters) {
+    EXPECT_EQ(-1, getter.get(kPath, buffer, 0));
+    EXPECT_EQ(-1, getter.get(nullptr, buffer, 4));
+    EXPECT_EQ(-1, getter.get(kPath, nullptr, 4));
+    EXPECT_TRUE(log_.Logged(VM_LOG_MODULE_ALERTS, LOG_ERR, "uSystemState", getter.function, getter.nullMessage));
+    EXPECT_EQ(-1, getter.get("status/system/state/DNS", buffer, 4));
+    EXPECT_TRUE(log_.Logged(VM_LOG_MODULE_ALERTS, LOG_ERR, "uSystemState", getter.function,
+                            "Failed to get status/system/state/DNS value"));
+    lines.insert(log_.Find(LOG_ERR, "Failed to get status/system/state/DNS value")->line);
+  }
+  EXPECT_EQ(3u, lines.size());
 }
 
 TEST_F(SystemStateTest, OrderedListSplitsTheConfiguredTextAtBlanks) {

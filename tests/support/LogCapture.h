@@ -2,6 +2,8 @@
 #ifndef DEVMGMT_TESTS_SUPPORT_LOGCAPTURE_H_
 #define DEVMGMT_TESTS_SUPPORT_LOGCAPTURE_H_
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <vector>
 
@@ -24,8 +26,15 @@ class LogCapture {
   LogCapture& operator=(const LogCapture&) = delete;
 
   const std::vector<CapturedLine>& lines() const { return m_lines; }
+  void Clear() { m_lines.clear(); }
   // True when some line at `level` contains `fragment`.
   bool Contains(int level, const std::string& fragment) const;
+  // The last line at `level` whose text contains `fragment`, or null.
+  const CapturedLine* Find(int level, const std::string& fragment) const;
+  // Success when the last line at `level` containing `fragment` came from
+  // `module`, `unit` and `function`: who logged a line, not only what.
+  ::testing::AssertionResult Logged(int module, int level, const std::string& unit, const std::string& function,
+                                    const std::string& fragment) const;
 
  private:
   static void Sink(const vm_log_record* record, void* context);

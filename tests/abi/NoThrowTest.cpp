@@ -1,0 +1,165 @@
+// No exception leaves the library. Each entry point below is run with the
+// 1st, 2nd, ... allocation of a call failing for real (this program
+// replaces the global operator new), until a run makes no allocation fail.
+// Every run must return normally.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <functional>
+#include <new>
+#include <string>
+
+#include "alerts/AlertManager.h"
+#include "events/auth/uAuthEventFactory.h"
+#include "events/uDeviceManagementAgent.h"
+#include "events/uDeviceManagementEventFactory.h"
+#include "peripherals/BundleListParser.h"
+#include "peripherals/PeripheralDeviceRewriter.h"
+#include "peripherals/PeripheralDevices.h"
+#include "security/SignatureVerifier.h"
+#include "state/SCEPEnrollUtility.h"
+#include "state/uSystemState.h"
+#include "support/LogCapture.h"
+#include "support/TempDatabase.h"
+#include "support/TestQueue.h"
+
+namespace {
+
+long g_allocations = -1;  // counts down to the allocation that fails; -1 off
+bool g_failed = false;
+
+void* Allocate(std::size_t size) {
+  if (g_allocations >= 0 && g_allocations-- == 0) {
+    g_failed = true;
+    return nullptr;
+  }
+  return std::malloc(size == 0 ? 1 : size);
+}
+
+void* AllocateOrThrow(std::size_t size) {
+  void* memory = Allocate(size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return AllocateOrThrow(size); }
+void* operator new[](std::size_t size) { return AllocateOrThrow(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+
+namespace {
+
+struct EntryPoint {
+  const char* name;
+  std::function<void()> call;
+};
+
+void PrintTo(const EntryPoint& entry, std::ostream* out) { *out << entry.name; }
+
+message_t Message(int type) {
+  message_t message{};
+  message.family = 413;
+  message.eventType = type;
+  return message;
+}
+
+const EntryPoint kEntryPoints[] = {
+    {"DeviceManagementFactory",
+     [] {
+       message_t message = Message(30);
+       if (auto* factory = uDeviceManagementEventFactory::GetInstance()) factory->CreateEventFromMessage(message);
+     }},
+    {"AuthFactory",
+     [] {
+       message_t message = Message(2);
+       if (auto* factory = uAuthEventFactory::GetInstance()) {
+         factory->CreateEventFromMessage(message, VM_MSG_HEADER_SIZE);
+       }
+     }},
+    {"Agent",
+     [] {
+       message_extra_t message{};
+       message.family = 413;
+       message.eventType = 1;
+       if (auto* agent = uDeviceManagementAgent::Instance()) agent->handleMessage(message, VM_MSG_HEADER_SIZE + 4);
+     }},
+    {"SendIppStatusMessageToEmsc", [] { SendIppStatusMessageToEmsc(3); }},
+    {"AlertManager_SetAlert",
+     [] { AlertManager_SetAlert("NoMemory", "test", 2, "d [AI1]", "x", "", "cat", 1, 1, 2); }},
+    {"AlertManager_SetEvent", [] { AlertManager_SetBasicEvent("NoMemory", "test", 1); }},
+    {"SetStatusSystemState", [] { SetStatusSystemState("status/system/state/network", "s", "success", "i"); }},
+    {"GetStatusSystemStateStatus", [] { GetStatusSystemStateStatus("status/system/state/network"); }},
+    {"RewritePeripheralDeviceDisplayName", [] { RewritePeripheralDeviceDisplayName(1, 2, "Headset"); }},
+    {"GetPeripheralDeviceFwFilePathByDeviceIndex", [] { GetPeripheralDeviceFwFilePathByDeviceIndex(0); }},
+    {"RewritePeripheralInfo",
+     [] {
+       // Records are made by the first, unfailing call: a constructor has
+       // no failure value to return.
+       static PeripheralInfo in, out;
+       if (auto* rewriter = PeripheralDeviceRewriter::Instance()) rewriter->RewritePeripheralInfo(in, out);
+     }},
+    {"BundleList", [] { BundleListParser::GetDeviceReWrittenBundleList(); }},
+    {"check_cert_expired", [] { check_cert_expired("/nonexistent/device.crt"); }},
+    {"extract_signature", [] { extract_signature("/nonexistent/file", "/nonexistent/file.sig"); }},
+};
+
+class NoThrow : public ::testing::TestWithParam<EntryPoint> {
+ protected:
+  void SetUp() override { UseProcessQueuePrefix(); }
+  TempDatabase db_;
+};
+
+TEST_P(NoThrow, EveryFailedAllocationIsHandledInside) {
+  // Once first, so the platform has opened its database: the faults below
+  // are the library's to handle.
+  GetParam().call();
+  for (long n = 0; n < 5000; ++n) {
+    g_failed = false;
+    g_allocations = n;
+    bool threw = false;
+    try {
+      GetParam().call();
+    } catch (...) {
+      threw = true;
+    }
+    g_allocations = -1;
+    ASSERT_FALSE(threw) << "allocation " << n + 1 << " failed";
+    if (!g_failed) return;
+  }
+  FAIL() << "still allocating after 5000 allocations";
+}
+
+INSTANTIATE_TEST_SUITE_P(EntryPoints, NoThrow, ::testing::ValuesIn(kEntryPoints),
+                         [](const ::testing::TestParamInfo<EntryPoint>& info) { return info.param.name; });
+
+// A failed allocation reads as a type the factory does not build.
+TEST(NoThrowFactory, FailedAllocationLogsTheFactoryLine) {
+  LogCapture log;
+  message_t message = Message(1);
+  const struct {
+    std::function<bool()> build;  // true when nothing was built
+    const char* unit;
+  } factories[] = {
+      {[&] { return !uDeviceManagementEventFactory::GetInstance()->CreateEventFromMessage(message); },
+       "uDeviceManagementEventFactory"},
+      {[&] { return !uAuthEventFactory::GetInstance()->CreateEventFromMessage(message); }, "auth/uAuthEventFactory"},
+  };
+  for (const auto& factory : factories) {
+    ASSERT_FALSE(factory.build());  // made once, so only the event is allocated below
+    g_allocations = 0;
+    const bool empty = factory.build();
+    g_allocations = -1;
+    EXPECT_TRUE(empty);
+    EXPECT_TRUE(log.Logged(VM_LOG_MODULE_EMS, LOG_ERR, factory.unit, "CreateEventFromMessage",
+                           "Error - Could not allocate event"));
+    log.Clear();
+  }
+}
+
+}  // namespace
