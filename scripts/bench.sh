@@ -2,7 +2,8 @@
 # Builds the benchmarks in release mode, runs every one of them with
 # repetitions and writes docs/performance.md: each operation's median beside
 # its baseline from the same run, the ratio, the target and the verdict, plus
-# the machine it ran on.
+# the machine it ran on, and a memory table (peak heaps and allocation counts
+# under valgrind, the resident size of an idle process).
 #
 # Usage: scripts/bench.sh [--no-armhf] [--repetitions N]
 #   --no-armhf     skip the armhf library build whose stripped sizes fill the
