@@ -83,6 +83,13 @@ class Recorder : public AlertObserver {
     // The newest report first: the final record is usually the last one.
     for (auto it = seen.rbegin(); it != seen.rend(); ++it) {
       if (Same(*it, record, withUi)) return true;
+      // A notifier closing the card of a cleared alarm writes ui 1 inside
+      // the pass that reported it; the copy is re-read, so that write is not
+      // reported again.
+      if (withUi && record.m_severity == 0 && record.m_uiNotification == VM_UI_NOTIFICATION_CLEARED &&
+          Same(*it, record, false)) {
+        return true;
+      }
     }
     return false;
   }
