@@ -350,7 +350,6 @@ bool ConfigStore::OpenLocked(const std::string& path) {
                              m_next_unbounded, m_read_journal, m_first_kept, m_latest}) {
     if (stmt == nullptr) return false;
   }
-  m_lastFailure.clear();
   return true;
 }
 
