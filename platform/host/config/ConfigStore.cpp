@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -155,6 +156,8 @@ ConfigStore& ConfigStore::Instance() {
     pthread_atfork([] { Instance().m_mutex.lock(); }, [] { Instance().m_mutex.unlock(); },
                    [] {
                      ConfigStore& self = Instance();
+                     self.m_forked = self.m_db != nullptr;
+                     self.m_batchPaths.clear();
                      self.m_batchDepth = 0;
                      self.m_batchDoomed = false;
                      self.m_batchOwner = std::thread::id();
@@ -227,7 +230,7 @@ sqlite3_stmt* ConfigStore::Prepare(const char* sql) {
 }
 
 bool ConfigStore::EnsureOpenLocked() {
-  if (m_db != nullptr && m_pid == getpid()) {
+  if (m_db != nullptr && !m_forked) {
     // A damaged or replaced file is opened afresh, but never under a batch:
     // its transaction lives on this connection until the batch ends.
     if (!m_broken || m_batchDepth > 0) return true;
@@ -241,13 +244,13 @@ bool ConfigStore::EnsureOpenLocked() {
     m_statements.clear();
     m_begin = m_commit = m_rollback = m_get = m_upsert = m_journal = m_prune = nullptr;
     m_next = m_next_unbounded = m_read_journal = m_first_kept = m_latest = nullptr;
+    m_forked = false;
   }
   const std::string path = m_path.empty() ? DefaultDatabasePath() : m_path;
   if (!OpenLocked(path)) {
     CloseLocked();
     return false;
   }
-  m_pid = getpid();
   return true;
 }
 
@@ -430,6 +433,10 @@ int ConfigStore::Set(const std::string& path, const std::string& value) {
     BindText(m_upsert, 2, value);
     rc = sqlite3_step(m_upsert);
   }
+  if (rc == SQLITE_DONE && batch) {
+    m_batchPaths.push_back(path);  // journaled at the commit, in write order
+    return VM_CFG_OK;
+  }
   if (rc == SQLITE_DONE) {
     StatementScope journal(m_journal);
     BindText(m_journal, 1, path);
@@ -444,7 +451,7 @@ int ConfigStore::Set(const std::string& path, const std::string& value) {
       rc = sqlite3_step(m_prune);
     }
   }
-  if (rc == SQLITE_DONE && !batch) {
+  if (rc == SQLITE_DONE) {
     StatementScope commit(m_commit);
     rc = sqlite3_step(m_commit);
   }
@@ -488,7 +495,34 @@ int ConfigStore::BatchBegin() {
   return VM_CFG_OK;
 }
 
+int ConfigStore::FlushJournalLocked() {
+  if (m_batchPaths.empty()) return VM_CFG_OK;
+  // One journal row for the whole batch: its paths, in write order, each
+  // ended by a NUL (which no path holds).
+  std::string paths;
+  for (const std::string& path : m_batchPaths) paths.append(path).push_back('\0');
+  int rc;
+  {
+    StatementScope journal(m_journal);
+    BindText(m_journal, 1, paths);
+    rc = sqlite3_step(m_journal);
+  }
+  const int64_t seq = sqlite3_last_insert_rowid(m_db);
+  // Pruning now and then keeps the journal short without a cost per write.
+  if (rc == SQLITE_DONE && seq % 256 == 0 && seq > kJournalKeep) {
+    StatementScope prune(m_prune);
+    sqlite3_bind_int64(m_prune, 1, seq - kJournalKeep);
+    rc = sqlite3_step(m_prune);
+  }
+  if (rc == SQLITE_DONE) return VM_CFG_OK;
+  DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Cannot write the change journal of a write batch: %s",
+         sqlite3_errmsg(m_db));
+  NoteFailure(rc);
+  return VM_CFG_ERROR;
+}
+
 void ConfigStore::EndBatchLocked() {
+  m_batchPaths.clear();
   m_batchDepth = 0;
   m_batchDoomed = false;
   m_batchOwner = std::thread::id();
@@ -504,6 +538,8 @@ int ConfigStore::BatchCommit() {
   if (--m_batchDepth > 0) return m_batchDoomed ? VM_CFG_ERROR : VM_CFG_OK;
   int result = VM_CFG_OK;
   if (m_batchDoomed) {
+    result = VM_CFG_ERROR;
+  } else if (FlushJournalLocked() != VM_CFG_OK) {
     result = VM_CFG_ERROR;
   } else {
     StatementScope commit(m_commit);
@@ -594,7 +630,14 @@ int ConfigStore::ReadJournal(int64_t after_seq, size_t limit, std::vector<Journa
     sqlite3_bind_int64(m_read_journal, 1, after_seq);
     sqlite3_bind_int64(m_read_journal, 2, static_cast<sqlite3_int64>(limit));
     while ((rc = sqlite3_step(m_read_journal)) == SQLITE_ROW) {
-      entries->push_back(JournalEntry{sqlite3_column_int64(m_read_journal, 0), ColumnText(m_read_journal, 1)});
+      const int64_t seq = sqlite3_column_int64(m_read_journal, 0);
+      const std::string paths = ColumnText(m_read_journal, 1);
+      // A batch's row holds its paths, each ended by a NUL.
+      size_t start = 0;
+      for (size_t end; (end = paths.find('\0', start)) != std::string::npos; start = end + 1) {
+        entries->push_back(JournalEntry{seq, paths.substr(start, end - start)});
+      }
+      if (start < paths.size()) entries->push_back(JournalEntry{seq, paths.substr(start)});
     }
   }
   if (rc != SQLITE_DONE && ShouldLog("journal", rc)) {

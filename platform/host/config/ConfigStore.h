@@ -44,7 +44,9 @@ class ConfigStore {
   int Next(const std::string& prefix, const std::string& after, bool inclusive, size_t limit,
            std::vector<std::pair<std::string, std::string>>* entries);
 
-  // Journal entries after `after_seq`, oldest first, at most `limit`.
+  // Journal entries after `after_seq`, oldest first, from at most `limit`
+  // rows (a write outside a batch is one row, a batch one row of all its
+  // paths, so several entries may share a sequence number).
   // `first_kept` receives the oldest sequence number still in the journal
   // (0 when it is empty), so a reader can tell that it fell behind.
   int ReadJournal(int64_t after_seq, size_t limit, std::vector<JournalEntry>* entries,
@@ -67,6 +69,7 @@ class ConfigStore {
   // Journal rows kept after pruning.
   static constexpr int64_t kJournalKeep = 4096;
 
+
  private:
   ConfigStore() = default;
   // Takes the mutex once no other thread of this process holds a batch.
@@ -85,17 +88,21 @@ class ConfigStore {
   // repeated within a short time is not logged again (no floods).
   bool ShouldLog(const char* kind, int rc);
   void EndBatchLocked();
+  // Writes the journal of the batch's writes: one row holding all their
+  // paths costs far less than a row per write.
+  int FlushJournalLocked();
 
   std::mutex m_mutex;
   std::condition_variable m_batchEnded;
   sqlite3* m_db = nullptr;
-  pid_t m_pid = 0;
   bool m_readOnly = false;
   bool m_broken = false;
   std::string m_path;  // empty: decided by the environment at open
   int m_batchDepth = 0;
   bool m_batchDoomed = false;
   std::thread::id m_batchOwner;
+  std::vector<std::string> m_batchPaths;  // journal rows still to write
+  bool m_forked = false;  // set in a forked child: the connection is the parent's
   std::string m_lastFailure;
   time_t m_lastFailureAt = 0;
   sqlite3_stmt* m_begin = nullptr;
