@@ -2,7 +2,8 @@
 # Installs what is missing, then builds and runs every test suite: the host
 # build, the sanitizer build (address + undefined) and the 32-bit ARM build,
 # whose tests run under qemu-arm; then the thread-sanitizer build of the
-# concurrency, soak and crash tests only (the rest is single-threaded).
+# concurrency, soak, crash and write-batch tests only (the rest is
+# single-threaded).
 # Usage: scripts/test.sh [preset...]   (default: default asan armhf tsan)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -22,8 +23,8 @@ for preset in "${presets[@]}"; do
   fi
   cmake --preset "$preset" >/dev/null
   if [[ "$preset" == tsan ]]; then
-    cmake --build --preset tsan --target soak_tests
-    ctest --preset tsan -R 'Concurrency|AlertSoak|CrashSafety'
+    cmake --build --preset tsan --target soak_tests platform_tests
+    ctest --preset tsan -R 'Concurrency|AlertSoak|CrashSafety|ConfigBatch'
   else
     cmake --build --preset "$preset"
     ctest --preset "$preset"
