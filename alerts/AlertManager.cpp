@@ -157,16 +157,20 @@ void AlertManager::InitAlertConfigPathIndexMap() {
 }
 
 void AlertManager::InitAlertMap() {
+  // One batch for the resets; a database that cannot be written (read-only)
+  // refuses it, and the resets are not tried one by one (each would fail).
+  ConfigBatch batch(__func__, false);
   for (int i = 0; i < kSlots; ++i) {
     SystemAlert alert;
     if (!IsFree(kAlarms, i)) {
       // A process that rebuilds its table asks for a fresh acknowledgement
       // of every alarm that still stands.
-      if (kAlarms.severity(i) != 0) kAlarms.setConfirmation(0, i);
+      if (kAlarms.severity(i) != 0 && !batch.Refused()) kAlarms.setConfirmation(0, i);
       CopyAlertElementFromCfg(&alert, i);
     }
     m_alertMap[i] = alert;
   }
+  batch.Commit();
 }
 
 void AlertManager::InitEventMap() {

@@ -35,6 +35,7 @@ ConfigBatch::~ConfigBatch() {
 int ConfigBatch::Commit() {
   if (!m_open) return VM_CFG_OK;
   m_open = false;
+  m_committed = true;
   const int rc = vmCfgBatchCommit();
   if (rc != VM_CFG_OK) ALERT_LOG_AS(m_function, LOG_ERR, "Write batch failed (result %d); nothing written", rc);
   return rc;

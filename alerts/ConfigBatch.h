@@ -27,6 +27,9 @@ class ConfigBatch {
   // False only when the platform has batches and could not begin one: the
   // operation must then write nothing.
   bool Started() const { return m_started; }
+  // True when the platform has batches and this one could not begin: the
+  // database cannot be written now.
+  bool Refused() const { return Available() && !m_open && !m_committed; }
   // VM_CFG_OK, or the platform's failure (logged): nothing was written then.
   int Commit();
 
@@ -37,6 +40,7 @@ class ConfigBatch {
   const char* m_function;
   bool m_started = true;
   bool m_open = false;
+  bool m_committed = false;
 };
 
 #endif  // DEVMGMT_ALERTS_CONFIGBATCH_H_
