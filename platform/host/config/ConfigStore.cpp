@@ -209,11 +209,16 @@ int ConfigStore::UseDatabase(const char* path) {
 }
 
 void ConfigStore::CloseLocked() {
-  for (sqlite3_stmt* stmt : m_statements) sqlite3_finalize(stmt);
+  // A forked child abandons its parent's connection: closing it could
+  // checkpoint or remove files under the parent.
+  if (!m_forked) {
+    for (sqlite3_stmt* stmt : m_statements) sqlite3_finalize(stmt);
+    if (m_db != nullptr) sqlite3_close(m_db);
+  }
+  m_forked = false;
   m_statements.clear();
   m_begin = m_commit = m_rollback = m_get = m_upsert = m_journal = m_prune = nullptr;
   m_next = m_next_unbounded = m_read_journal = m_first_kept = m_latest = nullptr;
-  if (m_db != nullptr) sqlite3_close(m_db);
   m_db = nullptr;
   m_broken = false;
   m_readOnly = false;
@@ -236,16 +241,9 @@ bool ConfigStore::EnsureOpenLocked() {
     if (!m_broken || m_batchDepth > 0) return true;
     CloseLocked();
   }
-  if (m_db != nullptr) {
-    // A forked child must not use its parent's connection (its locks belong
-    // to the parent); it is abandoned with its statements, not closed, and a
-    // new one is opened.
-    m_db = nullptr;
-    m_statements.clear();
-    m_begin = m_commit = m_rollback = m_get = m_upsert = m_journal = m_prune = nullptr;
-    m_next = m_next_unbounded = m_read_journal = m_first_kept = m_latest = nullptr;
-    m_forked = false;
-  }
+  // A forked child must not use its parent's connection (its locks belong
+  // to the parent): CloseLocked abandons it, and a new one is opened.
+  if (m_db != nullptr) CloseLocked();
   const std::string path = m_path.empty() ? DefaultDatabasePath() : m_path;
   if (!OpenLocked(path)) {
     CloseLocked();
