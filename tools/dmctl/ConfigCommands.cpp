@@ -56,12 +56,14 @@ void AddConfigCommands(CLI::App& app, Context& context) {
     if (iter == nullptr) throw Failure("cannot read the database (see the log)");
     Table table({"path", "value"});
     std::string text(1 << 16, '\0');
+    int step = 0;
     for (const char* entry = vmCfgIterGetData(iter); entry != nullptr;
-         vmCfgIterNext(iter), entry = vmCfgIterGetData(iter)) {
+         step = vmCfgIterNext(iter), entry = step < 0 ? nullptr : vmCfgIterGetData(iter)) {
       const int rc = vmCfgIterGetValue(iter, &text[0], static_cast<unsigned>(text.size()));
       table.AddRow({entry, rc == VM_CFG_OK ? std::string(text.c_str()) : "<too long>"});
     }
     vmCfgIterEnd(iter);
+    if (step < 0) throw Failure("cannot read the whole list (see the log)");
     table.Print(context.json);
   });
 

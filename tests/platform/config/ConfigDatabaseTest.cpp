@@ -23,28 +23,6 @@ std::string Read(const char* path) {
   return rc == VM_CFG_OK ? std::string(value) : "<" + std::to_string(rc) + ">";
 }
 
-// A database made as the store makes it, with `rows` parameters p/NNNN =
-// Value(N), closed (so everything is in the main file).
-std::string Value(int i) { return "v" + std::to_string(i) + std::string(60, '.'); }
-
-bool MakeDatabase(const std::string& path, int rows) {
-  sqlite3* raw = nullptr;
-  bool ok = sqlite3_open(path.c_str(), &raw) == SQLITE_OK &&
-            sqlite3_exec(raw,
-                         "PRAGMA journal_mode=WAL; BEGIN;"
-                         "CREATE TABLE params(path TEXT PRIMARY KEY, value TEXT NOT NULL);"
-                         "CREATE TABLE changes(seq INTEGER PRIMARY KEY, path TEXT NOT NULL);",
-                         nullptr, nullptr, nullptr) == SQLITE_OK;
-  for (int i = 0; ok && i < rows; ++i) {
-    char sql[160];
-    std::snprintf(sql, sizeof sql, "INSERT INTO params VALUES('p/%04d', '%s')", i, Value(i).c_str());
-    ok = sqlite3_exec(raw, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
-  }
-  ok = ok && sqlite3_exec(raw, "COMMIT", nullptr, nullptr, nullptr) == SQLITE_OK;
-  sqlite3_close(raw);
-  return ok;
-}
-
 class ConfigDatabase : public testing::Test {
  protected:
   TempDatabase db_;
@@ -282,16 +260,16 @@ TEST(ConfigDatabaseFaults, UnopenablePathFailsCleanly) {
 TEST(ConfigDatabaseFaults, ReadersNeverWaitForAWriter) {
   TempDatabase db;
   setenv("VM_CFG_BUSY_TIMEOUT_MS", "50", 1);
-  ASSERT_TRUE(MakeDatabase(db.path(), 1));
+  ASSERT_TRUE(MakeSampleDatabase(db.path(), 1));
   sqlite3* other = nullptr;
   ASSERT_EQ(SQLITE_OK, sqlite3_open(db.path().c_str(), &other));
   ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "BEGIN IMMEDIATE; INSERT INTO params VALUES('x', 'y');", nullptr,
                                     nullptr, nullptr));
   LogCapture log;
-  EXPECT_EQ(Value(0), Read("p/0000"));  // the first call of this process opens the file
+  EXPECT_EQ(SampleValue(0), Read("p/0000"));  // the first call of this process opens the file
   EXPECT_EQ(VM_CFG_ERROR, vmCfgSetParam("p/0000", "during"));
   EXPECT_TRUE(log.Contains(LOG_ERR, "Cannot write p/0000"));
-  EXPECT_EQ(Value(0), Read("p/0000"));
+  EXPECT_EQ(SampleValue(0), Read("p/0000"));
   ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr));
   sqlite3_close(other);
   EXPECT_EQ(VM_CFG_OK, vmCfgSetParam("p/0000", "after"));
@@ -310,15 +288,8 @@ int ErrorLines(const LogCapture& log) {
 TEST(ConfigDatabaseFaults, ADamagedPageFailsReadsAndWritesWithOneLineEach) {
   TempDatabase db;
   constexpr int kRows = 400;
-  ASSERT_TRUE(MakeDatabase(db.path(), kRows));
-  {
-    std::fstream file(db.path(), std::ios::in | std::ios::out | std::ios::binary);
-    file.seekg(0, std::ios::end);
-    const long pages = static_cast<long>(file.tellg()) / 4096;
-    ASSERT_GT(pages, 8);
-    file.seekp((pages / 2) * 4096 + 1024);
-    file << std::string(2048, '\xFF');
-  }
+  ASSERT_TRUE(MakeSampleDatabase(db.path(), kRows));
+  ASSERT_TRUE(DamageMiddlePage(db.path()));
   LogCapture log;
   std::string damaged;
   int failed = 0;
@@ -349,7 +320,7 @@ class ReadOnlyDatabase : public testing::TestWithParam<bool> {};
 int ReadOnlyChecks() {
   LogCapture log;
   char value[128];
-  if (vmCfgGetParam("p/0001", value, sizeof value) != VM_CFG_OK || Value(1) != value) return 2;
+  if (vmCfgGetParam("p/0001", value, sizeof value) != VM_CFG_OK || SampleValue(1) != value) return 2;
   if (ErrorLines(log) != 0) return 3;
   if (vmCfgSetParam("p/0001", "x") != VM_CFG_ERROR || ErrorLines(log) != 1) return 4;
   if (!log.Contains(LOG_ERR, "Cannot write p/0001: the configuration database is read-only")) return 5;
@@ -359,7 +330,7 @@ int ReadOnlyChecks() {
 
 TEST_P(ReadOnlyDatabase, ServesReadsAndFailsWritesWithOneLine) {
   TempDatabase db;
-  ASSERT_TRUE(MakeDatabase(db.path(), 3));
+  ASSERT_TRUE(MakeSampleDatabase(db.path(), 3));
   const bool folderWritable = GetParam();
   const pid_t child = fork();
   ASSERT_GE(child, 0);
