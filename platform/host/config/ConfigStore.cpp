@@ -143,7 +143,6 @@ std::string DefaultDatabasePath() {
   return base + "/devmgmt/config.db";
 }
 
-
 ConfigStore& ConfigStore::Instance() {
   // Never destroyed: other static destructors and the delivery thread may
   // still use it while the process exits.
@@ -282,9 +281,10 @@ bool ConfigStore::OpenLocked(const std::string& path) {
     m_readOnly = fd >= 0;
   }
   if (fd < 0) {
-    if (ShouldLog("open", errno)) {
+    const int error = errno;
+    if (ShouldLog("open", error)) {
       DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Cannot open configuration database %s: %s", path.c_str(),
-             std::strerror(errno));
+             std::strerror(error));
     }
     return false;
   }
