@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdio>
 #include <map>
 #include <string>
 #include <vector>
@@ -133,6 +134,32 @@ TEST_F(Dmctl, SecretsAreStoredEncryptedAndNeverPrinted) {
     char plain[64];
     ASSERT_EQ(0, VM_Decrypt_Param(stored, plain, sizeof plain));
     EXPECT_EQ(last, plain);
+  }
+}
+
+// A damaged page: reads of it and the list fail with one line, no crash.
+TEST_F(Dmctl, DamagedPageFailsWithOneLine) {
+  const std::string damaged = db_.directory() + "/damaged.db";
+  ASSERT_TRUE(MakeSampleDatabase(damaged, 400));
+  ASSERT_TRUE(DamageMiddlePage(damaged));
+  ASSERT_EQ(VM_CFG_OK, vmCfgUseDatabase(damaged.c_str()));
+  std::string unreadable;
+  char value[128];
+  for (int i = 0; i < 400 && unreadable.empty(); ++i) {
+    char path[16];
+    std::snprintf(path, sizeof path, "p/%04d", i);
+    if (vmCfgGetParam(path, value, sizeof value) == VM_CFG_ERROR) unreadable = path;
+  }
+  ASSERT_FALSE(unreadable.empty());
+  for (const std::vector<std::string>& args :
+       std::vector<std::vector<std::string>>{{"config", "get", unreadable}, {"config", "list", "p/"}}) {
+    const ProgramResult result = Run([&] {
+      std::vector<std::string> all = {"--db", damaged};
+      all.insert(all.end(), args.begin(), args.end());
+      return all;
+    }());
+    EXPECT_EQ(1, result.status) << args[1] << ": " << result.err;
+    EXPECT_EQ(1, std::count(result.err.begin(), result.err.end(), '\n')) << result.err;
   }
 }
 

@@ -48,15 +48,20 @@ std::string UiName(int value) {
   return name != nullptr ? name : std::to_string(value);
 }
 
+// A slot with a name but no source (or the reverse) was cut while being
+// written, by a platform without write batches or an older version: the
+// library ignores it, the listing shows it, and `alarm delete NAME ""` frees
+// it.
 void PrintTable(const SlotReaders& slots, bool json) {
-  Table table({"slot", "name", "source", "severity", "ui", "confirmed", "time", "category", "description"});
+  Table table({"slot", "name", "source", "severity", "ui", "confirmed", "time", "category", "description", "state"});
   for (int slot = 0; slot < AlertManager::kSlots; ++slot) {
     const std::string name = Text(slots.name(slot));
-    if (name.empty()) continue;
-    table.AddRow({slot, name, Text(slots.source(slot)), slots.severity(slot), UiName(slots.ui(slot)),
-                  slots.confirmed(slot) != 0, Text(slots.time(slot)),
-                  Text(slots.category(slot)),
-                  AlertManager::BuildAlertDescription(Text(slots.description(slot)), Text(slots.info1(slot)))});
+    const std::string source = Text(slots.source(slot));
+    if (name.empty() && source.empty()) continue;
+    table.AddRow({slot, name, source, slots.severity(slot), UiName(slots.ui(slot)), slots.confirmed(slot) != 0,
+                  Text(slots.time(slot)), Text(slots.category(slot)),
+                  AlertManager::BuildAlertDescription(Text(slots.description(slot)), Text(slots.info1(slot))),
+                  name.empty() || source.empty() ? "half-written" : "whole"});
   }
   table.Print(json);
 }
@@ -180,7 +185,8 @@ void AddAlarmCommands(CLI::App& app, Context& context) {
   clear->callback([] {
     if (AlertManager_ClearAlert(name.c_str(), source.c_str()) < 0) throw Failure("no alarm " + name + "/" + source);
   });
-  CLI::App* remove = alarm->add_subcommand("delete", "Free an alarm's slot");
+  CLI::App* remove =
+      alarm->add_subcommand("delete", "Free an alarm's slot (a half-written one by its name and an empty source)");
   add_identity(remove);
   remove->callback([] {
     if (AlertReporter().DeleteAlert(name, source) < 0) throw Failure("no alarm " + name + "/" + source);
