@@ -1,9 +1,6 @@
 // dmctl alarm / event / alarms / events / watch: the alarm and event tables
 // and the cards that they turn into.
-#include <signal.h>
 
-#include <atomic>
-#include <chrono>
 #include <string>
 
 #include <rapidjson/document.h>
@@ -16,12 +13,10 @@
 #include "platform/vmCfg.h"
 #include "tools/dmctl/Cli.h"
 #include "tools/dmctl/Output.h"
+#include "tools/dmctl/StopRule.h"
 
 namespace dmctl {
 namespace {
-
-std::atomic<bool> g_stop{false};
-void OnStop(int) { g_stop = true; }
 
 // The fields of one table slot, read through the numbered accessors so that
 // listing never rebuilds (and so never resets) anybody's tables.
@@ -215,16 +210,12 @@ void AddAlarmCommands(CLI::App& app, Context& context) {
   app.add_subcommand("alarms", "The alarm table")->callback([&context] { PrintTable(kAlarmSlots, context.json); });
   app.add_subcommand("events", "The event table")->callback([&context] { PrintTable(kEventSlots, context.json); });
 
-  static int count = 0;
-  static int idle_ms = -1;
+  static StopRule stop("record");
   CLI::App* watch = app.add_subcommand(
       "watch", "Show cards like the device does, and print every alarm, event and card as it arrives "
                "from any process, until interrupted");
-  watch->add_option("--count", count, "Stop after this many printed records");
-  watch->add_option("--timeout", idle_ms, "Stop after this many milliseconds without one (exit 3 if none came)");
+  stop.AddOptions(watch);
   watch->callback([&context] {
-    signal(SIGINT, OnStop);
-    signal(SIGTERM, OnStop);
     static Printer printer(context.json);
     g_printer = &printer;
     g_json = context.json;
@@ -236,17 +227,13 @@ void AddAlarmCommands(CLI::App& app, Context& context) {
     AlertUINotifier::GetInstance()->Init();
     // On stderr, so that stdout carries only records (JSON lines with --json).
     std::fprintf(stderr, "watching %s (Ctrl-C to stop)\n", vmCfgDatabasePath());
-    auto last = std::chrono::steady_clock::now();
-    while (!g_stop && (count <= 0 || printer.printed < count)) {
+    stop.Start();
+    while (stop.KeepGoing()) {
       const int before = printer.printed;
       ForgetLibraryLog();
       if (config->dispatchPending() < 0) throw Failure(Because("cannot read the change journal"));
-      if (printer.printed != before) last = std::chrono::steady_clock::now();
-      if (count > 0 && printer.printed >= count) break;
-      if (idle_ms >= 0 && std::chrono::steady_clock::now() - last > std::chrono::milliseconds(idle_ms)) {
-        if (printer.printed == 0) throw TimedOut("nothing arrived within " + std::to_string(idle_ms) + " ms");
-        break;
-      }
+      stop.Arrived(printer.printed - before);
+      if (!stop.Wants()) break;
       config->waitForChange(200);
     }
   });
