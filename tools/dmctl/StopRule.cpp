@@ -12,9 +12,9 @@ void OnStop(int) { g_stop = true; }
 }  // namespace
 
 void StopRule::AddOptions(CLI::App* command) {
-  command->add_option("--count", m_count, "Stop after this many of them");
+  command->add_option("--count", m_count, "Stop after this many " + m_item + "s");
   command->add_option("--timeout", m_idleMs,
-                      "Stop after this many milliseconds without one (exit 3 if none came)");
+                      "Stop after this many milliseconds without a " + m_item + " (exit 3 if none came)");
 }
 
 void StopRule::Start() {
