@@ -8,6 +8,7 @@
 
 #include "alerts/AlertManagerLog.h"
 #include "alerts/AlertSlots.h"
+#include "alerts/ConfigBatch.h"
 #include "alerts/uHeroCard.h"
 #include "platform/DmBoundary.h"
 #include "platform/ConfigManager.h"
@@ -157,16 +158,20 @@ void AlertManager::InitAlertConfigPathIndexMap() {
 }
 
 void AlertManager::InitAlertMap() {
+  // One batch for the resets; a database that cannot be written (read-only)
+  // refuses it, and the resets are not tried one by one (each would fail).
+  ConfigBatch batch(DM_LOG_SITE, false);
   for (int i = 0; i < kSlots; ++i) {
     SystemAlert alert;
     if (!IsFree(kAlarms, i)) {
       // A process that rebuilds its table asks for a fresh acknowledgement
       // of every alarm that still stands.
-      if (kAlarms.severity(i) != 0) kAlarms.setConfirmation(0, i);
+      if (kAlarms.severity(i) != 0 && !batch.Refused()) kAlarms.setConfirmation(0, i);
       CopyAlertElementFromCfg(&alert, i);
     }
     m_alertMap[i] = alert;
   }
+  batch.Commit();
 }
 
 void AlertManager::InitEventMap() {
@@ -273,6 +278,10 @@ int AlertManager::SetAlert(SystemAlert& alert) {
   char now[32];
   GetFormatTimeStr(now, sizeof now);
   const std::string time = now;
+  // The slot search and the writes are one batch: two processes never pick
+  // the same free slot, and nobody sees the slot half-written.
+  ConfigBatch batch(DM_LOG_SITE);
+  if (!batch.Started()) return -1;
   int i = FindAlertIndex(alert.m_name, alert.m_sourceComponent);
   if (i >= 0) {
     ALERT_LOG(LOG_DEBUG, "Update alert, name: >>%s<<, source: >>%s<< in entry: %d", alert.m_name.c_str(),
@@ -302,7 +311,7 @@ int AlertManager::SetAlert(SystemAlert& alert) {
                             {kAlarms.setConfirmation, 0},
                             {kAlarms.setUi, alert.m_uiNotification},
                             {kAlarms.setSource, alert.m_sourceComponent}});
-  return rc == VM_CFG_OK ? 0 : -1;
+  return rc == VM_CFG_OK && batch.Commit() == VM_CFG_OK ? 0 : -1;
 }
 
 int AlertManager::SetEvent(SystemAlert& event) {
@@ -316,6 +325,8 @@ int AlertManager::SetEvent(SystemAlert& event) {
               event.m_name.c_str());
     return -1;
   }
+  ConfigBatch batch(DM_LOG_SITE);
+  if (!batch.Started()) return -1;
   int i = FindEmptyEventEntry();
   if (i >= 0) {
     ALERT_LOG(LOG_DEBUG, "Set event, name: >>%s<<, source: >>%s<< to entry: %d", event.m_name.c_str(),
@@ -350,10 +361,12 @@ int AlertManager::SetEvent(SystemAlert& event) {
                             {kEvents.setConfirmation, 0},
                             {kEvents.setUi, event.m_uiNotification},
                             {kEvents.setSource, event.m_sourceComponent}});
-  return rc == VM_CFG_OK ? i : -1;
+  return rc == VM_CFG_OK && batch.Commit() == VM_CFG_OK ? i : -1;
 }
 
 int AlertManager::ClearAlert(const std::string& name, const std::string& source) {
+  ConfigBatch batch(DM_LOG_SITE);
+  if (!batch.Started()) return -1;
   const int i = FindAlertIndex(name, source);
   if (i < 0) return i;
   ALERT_LOG(LOG_DEBUG, "Clear alarm, name: >>%s<<, source: >>%s<< from entry: %d", name.c_str(), source.c_str(), i);
@@ -362,17 +375,21 @@ int AlertManager::ClearAlert(const std::string& name, const std::string& source)
   const std::string time = now;
   const int rc = WriteSlot(DM_LOG_SITE, kAlarms, i,
                            {{kAlarms.setConfirmation, 0}, {kAlarms.setTime, time}, {kAlarms.setSeverity, 0}});
-  return rc == VM_CFG_OK ? i : -1;
+  return rc == VM_CFG_OK && batch.Commit() == VM_CFG_OK ? i : -1;
 }
 
 int AlertManager::DeleteAlert(const std::string& name, const std::string& source) {
+  ConfigBatch batch(DM_LOG_SITE);
+  if (!batch.Started()) return -1;
   const int i = FindAlertIndex(name, source);
   if (i < 0) return -1;
   ALERT_LOG(LOG_DEBUG, "Delete alarm, name: >>%s<<, source: >>%s<< from entry: %d", name.c_str(), source.c_str(), i);
-  return ClearSlot(DM_LOG_SITE, kAlarms, i) == VM_CFG_OK ? i : -1;
+  return ClearSlot(DM_LOG_SITE, kAlarms, i) == VM_CFG_OK && batch.Commit() == VM_CFG_OK ? i : -1;
 }
 
 int AlertManager::DeleteEvent(const std::string& name, const std::string& source) {
+  ConfigBatch batch(DM_LOG_SITE);
+  if (!batch.Started()) return -1;
   int last = -1;
   for (int i : FindEventIndices(name, source)) {
     ALERT_LOG(LOG_DEBUG, "Delete event, name: >>%s<<, source: >>%s<< from entry: %d", name.c_str(), source.c_str(),
@@ -380,7 +397,7 @@ int AlertManager::DeleteEvent(const std::string& name, const std::string& source
     if (ClearSlot(DM_LOG_SITE, kEvents, i) != VM_CFG_OK) return -1;
     last = i;
   }
-  return last;
+  return batch.Commit() == VM_CFG_OK ? last : -1;
 }
 
 namespace {

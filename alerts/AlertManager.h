@@ -152,9 +152,6 @@ class DM_EXPORT AlertManager {
   std::set<std::string> m_eventConfigPaths;
   int m_ChangeAlertFlag[kSlots];
   int m_ChangeEventFlag[kSlots];
-  // Slots whose changes were ignored while they lacked a name or source.
-  bool m_alertSlotSkipped[kSlots] = {};
-  bool m_eventSlotSkipped[kSlots] = {};
 };
 
 #endif  // DEVMGMT_ALERTS_ALERTMANAGER_H_

@@ -9,6 +9,7 @@
 #include "alerts/AlertManager.h"
 #include "alerts/AlertManagerLog.h"
 #include "alerts/AlertSlots.h"
+#include "alerts/ConfigBatch.h"
 #include "platform/ConfigManager.h"
 #include "platform/vmCfg.h"
 
@@ -57,35 +58,19 @@ void ParseSlotPath(const char* path, const char* kind, int* index, char* key, si
   std::snprintf(key, size, "%s", end + 1);
 }
 
-// `skipped` marks slots whose paths were ignored while they lacked a name or
-// source; `keys` is how many watched keys the table has.
-int HandlePathChange(const DmLogSite& site, const Table& table, char** paths, int count,
-                     int (AlertManager::*record)(int, char*), bool* skipped, int keys) {
+// Records each changed field of a complete slot; paths of a slot without a
+// name or a source (being written or deleted) are ignored.
+void HandlePathChange(const DmLogSite& site, const Table& table, char** paths, int count,
+                      int (AlertManager::*record)(int, char*)) {
   for (int p = 0; p < count; ++p) {
     ALERT_LOG_AT(site, LOG_DEBUG, "%s", paths[p] ? paths[p] : "(null)");
     int index = -1;
     char key[128];
     ParseSlotPath(paths[p], table.kind, &index, key, sizeof key);
     if (static_cast<unsigned>(index) >= static_cast<unsigned>(AlertManager::kSlots) || key[0] == '\0') continue;
-    // A slot without both a name and a source is being written or deleted.
-    if (Text(table.name(index)).empty() || Text(table.source(index)).empty()) {
-      skipped[index] = true;
-      continue;
-    }
-    // Fields written while the slot was incomplete had their paths ignored;
-    // once it is complete, compare them all, or a slot freed and taken again
-    // by another process could keep the old record's fields in memory.
-    if (skipped[index]) {
-      skipped[index] = false;
-      for (int k = 0; k < keys; ++k) {
-        char watched[128];
-        std::snprintf(watched, sizeof watched, "%s", kWatchedKeys[k]);
-        (AlertManager::GetInstance()->*record)(index, watched);
-      }
-    }
+    if (Text(table.name(index)).empty() || Text(table.source(index)).empty()) continue;
     (AlertManager::GetInstance()->*record)(index, key);
   }
-  return 0;
 }
 
 // Whether field `field` of `record` differs from slot `index` of `table`;
@@ -158,14 +143,12 @@ int AlertManager::uRegisterEventConfigPathChangeCallback() {
 }
 
 int AlertManager::HandleAlertConfigPathChange(char** paths, int count) {
-  HandlePathChange(DM_LOG_SITE, kAlarms, paths, count, &AlertManager::HandleChangedAlertConfigPath,
-                   GetInstance()->m_alertSlotSkipped, kWatchedAlarmKeys);
+  HandlePathChange(DM_LOG_SITE, kAlarms, paths, count, &AlertManager::HandleChangedAlertConfigPath);
   return GetInstance()->HandleAlertsConfigChange();
 }
 
 int AlertManager::HandleEventConfigPathChange(char** paths, int count) {
-  HandlePathChange(DM_LOG_SITE, kEvents, paths, count, &AlertManager::HandleChangedEventConfigPath,
-                   GetInstance()->m_eventSlotSkipped, kWatchedEventKeys);
+  HandlePathChange(DM_LOG_SITE, kEvents, paths, count, &AlertManager::HandleChangedEventConfigPath);
   return GetInstance()->HandleEventsConfigChange();
 }
 
@@ -203,6 +186,10 @@ int AlertManager::HandleAlertsConfigChange() {
       return -1;
     }
     ALERT_LOG(LOG_DEBUG, "m_ChangeAlertFlag[%d] = %d", i, m_ChangeAlertFlag[i]);
+    // One batch from the read to the re-read: no other process writes the
+    // slot in between, so nothing written meanwhile goes unreported, while
+    // what the observers write (the notifier's card) joins it.
+    ConfigBatch snapshot(DM_LOG_SITE, false);
     // Another alarm took the slot: the one that held it is reported cleared
     // before its successor is reported.
     const int identity = (1 << ALERT_CONFIG_NAME) | (1 << ALERT_CONFIG_SOURCE_COMPONENT);
@@ -213,10 +200,12 @@ int AlertManager::HandleAlertsConfigChange() {
     SystemAlert current;
     CopyAlertElementFromCfg(&current, i);
     if (!current.m_name.empty() && !current.m_sourceComponent.empty()) FindAndExecuteAlertCb(&current);
-    // The copy becomes what was just reported, not a second read: a field
-    // written meanwhile (by an observer, or another process) then still
-    // differs from the copy when its own change arrives, and is reported.
-    *old = current;
+    // The copy becomes the database's, including what observers wrote
+    // meanwhile (the notifier's "card closed"), so that write does not come
+    // back as a change. Writers batch each operation, so a slot is never
+    // seen between two fields of one operation.
+    UpdateAlertElement(i);
+    snapshot.Commit();
   }
   std::memset(m_ChangeAlertFlag, 0, sizeof m_ChangeAlertFlag);
   return 0;
@@ -226,11 +215,12 @@ int AlertManager::HandleEventsConfigChange() {
   for (int i = 0; i < kSlots; ++i) {
     if (m_ChangeEventFlag[i] == 0) continue;
     ALERT_LOG(LOG_DEBUG, "m_ChangeEventFlag[%d] = %d", i, m_ChangeEventFlag[i]);
+    ConfigBatch snapshot(DM_LOG_SITE, false);  // as for alarms
     SystemAlert current;
     CopyEventElementFromCfg(&current, i);
     if (!current.m_name.empty() && !current.m_sourceComponent.empty()) FindAndExecuteEventCb(&current);
-    // As for alarms: the copy is what was reported.
-    if (SystemAlert* event = GetSystemEvent(i)) *event = current;
+    UpdateEventElement(i);
+    snapshot.Commit();
   }
   std::memset(m_ChangeEventFlag, 0, sizeof m_ChangeEventFlag);
   return 0;
@@ -259,6 +249,8 @@ void AlertManager::FindAndExecuteEventCb(SystemAlert* event) {
 }
 
 int AlertManager::ConfirmationReceived(const std::string& name, const std::string& source) {
+  ConfigBatch batch(DM_LOG_SITE);
+  if (!batch.Started()) return -1;
   const int i = FindAlertIndex(name, source);
   if (i >= 0) {
     ALERT_LOG(LOG_DEBUG, "Set alarm's Confirmation-Received flag, name: >>%s<<, source: >>%s<<, entry: %d",
@@ -267,29 +259,37 @@ int AlertManager::ConfirmationReceived(const std::string& name, const std::strin
       ALERT_LOG(LOG_ERR, "Failed to write alarm entry %d", i);
       return -1;
     }
+    if (batch.Commit() != VM_CFG_OK) return -1;
     if (SystemAlert* alert = GetSystemAlert(i)) alert->m_confirmationReceived = 1;
     return i;
   }
   int last = -1;
-  for (int e : FindEventIndices(name, source)) {
+  const std::vector<int> acknowledged = FindEventIndices(name, source);
+  for (int e : acknowledged) {
     ALERT_LOG(LOG_DEBUG, "Set event's Confirmation-Received flag, name: >>%s<<, source: >>%s<<, entry: %d",
               name.c_str(), source.c_str(), e);
     if (kEvents.setConfirmation(1, e) != VM_CFG_OK) {
       ALERT_LOG(LOG_ERR, "Failed to write event entry %d", e);
       return -1;
     }
-    if (SystemAlert* event = GetSystemEvent(e)) event->m_confirmationReceived = 1;
     last = e;
+  }
+  if (batch.Commit() != VM_CFG_OK) return -1;
+  for (int e : acknowledged) {
+    if (SystemAlert* event = GetSystemEvent(e)) event->m_confirmationReceived = 1;
   }
   return last;
 }
 
 int AlertManager::ClearUiNotification(const std::string& name, const std::string& source) {
+  ConfigBatch batch(DM_LOG_SITE);
+  if (!batch.Started()) return -1;
   const int i = FindAlertIndex(name, source);
   if (i < 0) return i;
   ALERT_LOG(LOG_DEBUG, "Clear ui_notification for alarm, name: >>%s<<, source: >>%s<< entry: %d", name.c_str(),
             source.c_str(), i);
-  return kAlarms.setUi(VM_UI_NOTIFICATION_CLEARED, i);
+  const int rc = kAlarms.setUi(VM_UI_NOTIFICATION_CLEARED, i);
+  return rc == VM_CFG_OK ? batch.Commit() : rc;
 }
 
 int AlertManager::GetUiNotification(const std::string& name, const std::string& source) {

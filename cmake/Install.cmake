@@ -42,7 +42,7 @@ set(DM_PUBLIC_HEADERS
   security/devmgmt_security.h security/SignatureVerifier.h
 )
 # Headers for the library's own units only.
-set(DM_INTERNAL_HEADERS alerts/AlertManagerLog.h alerts/AlertSlots.h peripherals/PeripheralUtils.h
+set(DM_INTERNAL_HEADERS alerts/AlertManagerLog.h alerts/AlertSlots.h alerts/ConfigBatch.h peripherals/PeripheralUtils.h
                         state/CertLog.h)
 # A new header must be put on one list or the other, so none ships, or is
 # left out, by accident.

@@ -8,7 +8,9 @@
 // that the program starts. Callbacks never run concurrently or re-entrantly;
 // a dispatch asked for from inside a callback is folded into the running one,
 // which goes on while callbacks keep writing (at most eight rounds). A
-// process that fell behind the pruned journal gets every watched path once.
+// dispatch asked for by a thread inside a write batch runs when the batch
+// ends. A process that fell behind the pruned journal gets every watched
+// path once.
 #ifndef DEVMGMT_PLATFORM_CONFIGMANAGER_H_
 #define DEVMGMT_PLATFORM_CONFIGMANAGER_H_
 

@@ -8,7 +8,9 @@
 // user (or root) and be writable by nobody else, or the database is refused.
 // Parameters declared in the schema (vmCfgSchema.def) read as their default
 // until written; any other path is missing until written. Every successful
-// write is one transaction and is announced to ConfigManager listeners.
+// write outside a write batch is one transaction and is announced to
+// ConfigManager listeners. Reads never wait for a writer, and a database file
+// or folder that is read-only serves reads (writes then fail).
 //
 // Strings returned by the getters (gNNN, VM_* queries) live in a per-thread
 // ring of 16 buffers: each stays valid for the next 15 such calls on the same
@@ -97,8 +99,23 @@ DM_EXPORT const vmCfgParam* vmCfgFindParameterByPath(const char* path);
 DM_EXPORT int vmCfgStrToEnum(const vmCfgParam* param, const char* text);
 DM_EXPORT const char* vmCfgEnumToStr(const vmCfgParam* param, int value);
 
+// Write batches: the writes a thread makes between vmCfgBatchBegin and its
+// matching vmCfgBatchCommit are one transaction (the write lock is taken at
+// the begin, waiting up to the busy timeout). Reads of that thread see the
+// batch's writes, other processes see all of them or none (a process killed
+// inside a batch leaves nothing of it), and their change notifications are
+// delivered together after the commit. Other threads of the process wait
+// while a batch is open. Batches nest: only the outermost commit commits. A
+// rollback at any depth dooms the whole batch: later writes in it fail and
+// its outermost commit rolls back and returns VM_CFG_ERROR; so does a write
+// that failed inside it. Every call returns VM_CFG_OK or a negative result;
+// a commit or rollback without a begin on the thread gives VM_CFG_BAD_ARG.
+DM_EXPORT int vmCfgBatchBegin(void);
+DM_EXPORT int vmCfgBatchCommit(void);
+DM_EXPORT int vmCfgBatchRollback(void);
+
 // Uses another database file from now on (tools with --db); null goes back to
-// the environment's choice. The previous file is closed.
+// the environment's choice. The previous file is closed. Refused inside a batch.
 DM_EXPORT int vmCfgUseDatabase(const char* path);
 // The database file in use (or that will be opened).
 DM_EXPORT const char* vmCfgDatabasePath(void);

@@ -2,7 +2,7 @@
 # Installs what is missing, then builds and runs every test suite: the host
 # build, the sanitizer build (address + undefined) and the 32-bit ARM build,
 # whose tests run under qemu-arm; then the thread-sanitizer build of the
-# concurrency, soak and crash tests only (the rest is single-threaded). The
+# concurrency, soak, crash and write-batch tests only (the rest is single-threaded). The
 # host and ARM builds' libraries are also checked against their ABI baselines.
 # Every build's tests include FuzzReplay.<target>: each fuzz target run over
 # its corpus in fuzz/corpus/ (seeds and past findings), without libFuzzer.
@@ -25,8 +25,8 @@ for preset in "${presets[@]}"; do
   fi
   cmake --preset "$preset" >/dev/null
   if [[ "$preset" == tsan ]]; then
-    cmake --build --preset tsan --target soak_tests
-    ctest --preset tsan -R 'Concurrency|AlertSoak|CrashSafety'
+    cmake --build --preset tsan --target soak_tests platform_tests
+    ctest --preset tsan -R 'Concurrency|AlertSoak|CrashSafety|ConfigBatch'
   else
     cmake --build --preset "$preset"
     ctest --preset "$preset"

@@ -6,6 +6,7 @@
 #include "alerts/AlertManager.h"
 #include "alerts/AlertReporter.h"
 #include "alerts/AlertTestSupport.h"
+#include "alerts/AlertUINotifier.h"
 #include "support/LogCapture.h"
 #include "support/TempDatabase.h"
 
@@ -103,30 +104,40 @@ TEST_F(AlertChanges, OneChangedFieldSetsItsBitAndAnUnchangedValueNone) {
   EXPECT_EQ("text", observer.alerts[1].m_description);
 }
 
-// Another process frees a slot and raises a different alarm of the same
-// source in it, and delivery falls while the new alarm has no source yet:
-// the fields written then must still be followed once the source arrives.
-TEST_F(AlertChanges, ASlotFreedAndTakenAgainIsFollowedWhenDeliveryFallsMidWrite) {
+// Paths of a slot without a name or a source are ignored; once it has both,
+// only the paths delivered then are compared: a name delivered alone, then
+// the source, marks the source alone.
+TEST_F(AlertChanges, PathsOfAnIncompleteSlotAreIgnored) {
   RecordingObserver observer;
   manager()->RegisterToAlert(&observer, "ALL", "ALL");
-  ASSERT_EQ(0, AlertManager_SetAlert("Old", "s", 2, "old text", "1", nullptr, nullptr, 0, 0, 0));
+  LogCapture log;
+  ASSERT_EQ(VM_CFG_OK, s2356("New", 4));
+  Deliver();
+  EXPECT_TRUE(observer.alerts.empty());
+  ASSERT_EQ(VM_CFG_OK, s2359("s", 4));
+  Deliver();
+  EXPECT_TRUE(log.Contains(LOG_DEBUG, "m_ChangeAlertFlag[4] = 2"));
+  EXPECT_FALSE(log.Contains(LOG_DEBUG, "m_ChangeAlertFlag[4] = 3"));
+  ASSERT_EQ(1u, observer.alerts.size());
+  EXPECT_EQ("New", observer.alerts[0].m_name);
+}
+
+// After a pass the slot's copy is read from the database again, so what an
+// observer wrote meanwhile (the notifier's "card closed") does not come back
+// as a change: observers hear of a clear once.
+TEST_F(AlertChanges, ClearingAShownAlarmReachesObserversOnce) {
+  AlertUINotifier::GetInstance()->Init();
+  RecordingObserver observer;
+  manager()->RegisterToAlert(&observer, "ALL", "ALL");
+  ASSERT_EQ(0, AlertManager_SetAlert("Shown", "s", 3, "d", nullptr, nullptr, nullptr, 0, 0, VM_UI_NOTIFICATION_DEVICE));
   Deliver();
   observer.alerts.clear();
-  ASSERT_EQ(0, manager()->DeleteAlert("Old", "s"));
-  ASSERT_EQ(VM_CFG_OK, s2356("New", 0));
-  ASSERT_EQ(VM_CFG_OK, s2358(4, 0));
-  ASSERT_EQ(VM_CFG_OK, s2354("new text", 0));
-  Deliver();  // the slot has no source: these paths are ignored
-  EXPECT_TRUE(observer.alerts.empty());
-  ASSERT_EQ(VM_CFG_OK, s2359("s", 0));  // the same source as before
+  ASSERT_EQ(0, AlertManager_ClearAlert("Shown", "s"));
   Deliver();
-  const SystemAlert* memory = manager()->GetSystemAlert(0);
-  EXPECT_EQ("New", memory->m_name);
-  EXPECT_EQ(4, memory->m_severity);
-  EXPECT_EQ("new text", memory->m_description);
-  ASSERT_FALSE(observer.alerts.empty());
-  EXPECT_EQ("New", observer.alerts.back().m_name);
-  EXPECT_EQ(4, observer.alerts.back().m_severity);
+  Deliver();
+  ASSERT_EQ(1u, observer.alerts.size());
+  EXPECT_EQ(0, observer.alerts[0].m_severity);
+  EXPECT_EQ(VM_UI_NOTIFICATION_CLEARED, manager()->GetSystemAlert(0)->m_uiNotification);
 }
 
 TEST_F(AlertChanges, PathsThatDoNotNameAWrittenSlotAreIgnored) {

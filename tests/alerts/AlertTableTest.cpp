@@ -12,18 +12,26 @@
 
 namespace {
 
-class AlertTable : public testing::Test {
+// Every case runs with the platform's write batches and as on a platform
+// without them: the setter calls, their order and values, are the same.
+class AlertTable : public testing::TestWithParam<bool> {
  protected:
+  void SetUp() override {
+    if (!GetParam()) setenv("DM_CONFIG_BATCH", "off", 1);
+  }
   TempDatabase db_;
   AlertManager* manager() { return AlertManager::GetInstance(); }
 };
+
+INSTANTIATE_TEST_SUITE_P(Batches, AlertTable, testing::Bool(),
+                         [](const testing::TestParamInfo<bool>& info) { return info.param ? "Batch" : "NoBatch"; });
 
 const std::vector<std::string> kSetAlertOrder = {
     "name",           "severity",    "time", "additionalInfo1", "additionalInfo2",       "category",
     "description",    "type",        "probable_cause",          "confirmation_received", "ui_notification",
     "source_component"};
 
-TEST_F(AlertTable, SetAlertWritesEveryFieldInOrderAndUpdatesInPlace) {
+TEST_P(AlertTable, SetAlertWritesEveryFieldInOrderAndUpdatesInPlace) {
   Journal journal(db_.path());
   ASSERT_EQ(0, AlertManager_SetBasicAlert("Filler", "net", 1));  // takes slot 0
   const long long mark = journal.LastSeq();
@@ -51,7 +59,7 @@ TEST_F(AlertTable, SetAlertWritesEveryFieldInOrderAndUpdatesInPlace) {
   EXPECT_EQ(-1, manager()->FindAlertIndex("linkdown", "wifi"));  // exact, case-sensitive
 }
 
-TEST_F(AlertTable, TheTwentyFirstAlarmIsRefusedAndChangesNothing) {
+TEST_P(AlertTable, TheTwentyFirstAlarmIsRefusedAndChangesNothing) {
   for (int i = 0; i < AlertManager::kSlots; ++i) {
     ASSERT_EQ(0, AlertManager_SetBasicAlert(("A" + std::to_string(i)).c_str(), "src", 2));
   }
@@ -65,7 +73,7 @@ TEST_F(AlertTable, TheTwentyFirstAlarmIsRefusedAndChangesNothing) {
   EXPECT_EQ("5", Param("status/alarm/19/severity"));
 }
 
-TEST_F(AlertTable, NullAndEmptyIdentityIsRefusedWithoutWriting) {
+TEST_P(AlertTable, NullAndEmptyIdentityIsRefusedWithoutWriting) {
   Journal journal(db_.path());
   manager();
   const long long mark = journal.LastSeq();
@@ -88,7 +96,7 @@ TEST_F(AlertTable, NullAndEmptyIdentityIsRefusedWithoutWriting) {
   EXPECT_TRUE(journal.PathsAfter(mark).empty());
 }
 
-TEST_F(AlertTable, ClearKeepsTheAlarmAndDeleteFreesItNameLast) {
+TEST_P(AlertTable, ClearKeepsTheAlarmAndDeleteFreesItNameLast) {
   ASSERT_EQ(0, AlertManager_SetAlert("Overheat", "fan", 3, "Temp [AI1]", "90", "{}", "hw", 1, 2, 2));
   Deliver();
   Journal journal(db_.path());
@@ -123,7 +131,7 @@ TEST_F(AlertTable, ClearKeepsTheAlarmAndDeleteFreesItNameLast) {
   EXPECT_TRUE(manager()->GetActiveAlerts().empty());
 }
 
-TEST_F(AlertTable, EventsTakeNewSlotsAndTheTwentyFirstOverwritesTheOldest) {
+TEST_P(AlertTable, EventsTakeNewSlotsAndTheTwentyFirstOverwritesTheOldest) {
   Journal journal(db_.path());
   manager();
   long long mark = journal.LastSeq();
@@ -156,7 +164,7 @@ TEST_F(AlertTable, EventsTakeNewSlotsAndTheTwentyFirstOverwritesTheOldest) {
   EXPECT_EQ("Other", Param("status/event/0/name"));
 }
 
-TEST_F(AlertTable, DeleteEventFreesEverySlotOfThePair) {
+TEST_P(AlertTable, DeleteEventFreesEverySlotOfThePair) {
   ASSERT_EQ(0, AlertManager_SetBasicEvent("Sync", "ems", 1));
   ASSERT_EQ(1, AlertManager_SetBasicEvent("Keep", "ems", 1));
   ASSERT_EQ(2, AlertManager_SetBasicEvent("Sync", "ems", 1));
@@ -197,7 +205,7 @@ TEST(AlertTableStartUp, RaisedAlarmsLoseTheirAcknowledgementClearedOnesKeepIt) {
   EXPECT_EQ(-1, manager->UpdateEventElement(-1));
 }
 
-TEST_F(AlertTable, UiAlertsCountWhenRaisedAndShownOrMarked) {
+TEST_P(AlertTable, UiAlertsCountWhenRaisedAndShownOrMarked) {
   EXPECT_FALSE(manager()->IsAnyUIAlertExist());
   ASSERT_EQ(0, AlertManager_SetBasicAlert("Quiet", "src", 2));  // ui 0
   EXPECT_FALSE(manager()->IsAnyUIAlertExist());
@@ -240,7 +248,7 @@ TEST(AlertDescription, AValueThatRebuildsItsPlaceholderStopsAtTheBound) {
   EXPECT_EQ("up", AlertManager::BuildAlertDescription("[AI1]", "up"));
 }
 
-TEST_F(AlertTable, ACardInAdditionalInfoIsMarkedForDeletionWhileNotificationsAreHeldBack) {
+TEST_P(AlertTable, ACardInAdditionalInfoIsMarkedForDeletionWhileNotificationsAreHeldBack) {
   const std::string card = R"({"channel":"c","delete":false,"onOff":true})";
   ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("setup_wizard/state", "running"));
   ASSERT_EQ(0, AlertManager_SetAlert("Setup", "wiz", 2, nullptr, nullptr, card.c_str(), nullptr, 0, 0, 2));
@@ -259,7 +267,7 @@ TEST_F(AlertTable, ACardInAdditionalInfoIsMarkedForDeletionWhileNotificationsAre
   EXPECT_NE(std::string::npos, record.m_additionalInfo2.find("\"delete\":false"));
 }
 
-TEST_F(AlertTable, ACardThatDoesNotParseOrFitIsKeptAsGiven) {
+TEST_P(AlertTable, ACardThatDoesNotParseOrFitIsKeptAsGiven) {
   LogCapture log;
   ASSERT_EQ(0, AlertManager_SetAlert("Bad", "src", 2, nullptr, nullptr, "not json", nullptr, 0, 0, 2));
   EXPECT_TRUE(log.Contains(LOG_ERR, "uJson::DeSerializer failed"));
@@ -274,7 +282,7 @@ TEST_F(AlertTable, ACardThatDoesNotParseOrFitIsKeptAsGiven) {
   EXPECT_EQ(big, record.m_additionalInfo2);
 }
 
-TEST_F(AlertTable, ALockedDatabaseFailsTheCallAndLeavesTheTableAsItWas) {
+TEST_P(AlertTable, ALockedDatabaseFailsTheCallAndLeavesTheTableAsItWas) {
   setenv("VM_CFG_BUSY_TIMEOUT_MS", "50", 1);
   ASSERT_EQ(0, AlertManager_SetBasicAlert("Kept", "src", 3));
   sqlite3* other = nullptr;
@@ -282,7 +290,7 @@ TEST_F(AlertTable, ALockedDatabaseFailsTheCallAndLeavesTheTableAsItWas) {
   ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr));
   LogCapture log;
   EXPECT_EQ(-1, AlertManager_SetBasicAlert("New", "src", 3));
-  EXPECT_TRUE(log.Contains(LOG_ERR, "Failed to write alarm entry 1 (write 1 of 12"));
+  EXPECT_TRUE(log.Contains(LOG_ERR, GetParam() ? "Cannot start a write batch" : "Failed to write alarm entry 1 (write 1 of 12"));
   EXPECT_EQ(-1, AlertManager_ClearAlert("Kept", "src"));
   EXPECT_EQ(-1, AlertManager_SetBasicEvent("Ev", "src", 1));
   EXPECT_EQ(-1, manager()->DeleteAlert("Kept", "src"));

@@ -48,7 +48,14 @@ class Journal {
     std::vector<std::string> paths;
     const std::string sql = "SELECT path FROM changes WHERE seq > " + std::to_string(after) + " ORDER BY seq";
     Query(sql.c_str(), [&](sqlite3_stmt* s) {
-      paths.push_back(reinterpret_cast<const char*>(sqlite3_column_text(s, 0)));
+      // A batch's row holds its paths, each ended by a NUL.
+      const std::string row(reinterpret_cast<const char*>(sqlite3_column_text(s, 0)),
+                            static_cast<size_t>(sqlite3_column_bytes(s, 0)));
+      for (size_t start = 0, end; start < row.size(); start = end + 1) {
+        end = row.find('\0', start);
+        if (end == std::string::npos) end = row.size();
+        paths.push_back(row.substr(start, end - start));
+      }
     });
     return paths;
   }

@@ -22,4 +22,11 @@ class TempDatabase {
   std::string m_path;
 };
 
+// A database made as the store makes it, holding `rows` parameters
+// "p/NNNN" = SampleValue(N), closed (so everything is in the main file).
+bool MakeSampleDatabase(const std::string& path, int rows);
+std::string SampleValue(int i);
+// Overwrites 2 KiB of the middle page of a database file with 0xFF.
+bool DamageMiddlePage(const std::string& path);
+
 #endif  // DEVMGMT_TESTS_SUPPORT_TEMPDATABASE_H_

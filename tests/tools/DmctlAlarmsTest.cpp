@@ -14,7 +14,7 @@ TEST_F(Dmctl, AlarmsAreRaisedClearedAcknowledgedAndDeleted) {
   ProgramResult result = Run({"--json", "alarms"});
   ASSERT_EQ(0, result.status) << result.err;
   EXPECT_EQ("[{slot:int,name:str,source:str,severity:int,ui:str,confirmed:bool,time:str,category:str,"
-            "description:str}]",
+            "description:str,state:str}]",
             Shape(result.out));
   rapidjson::Document table = Json(result.out);
   ASSERT_EQ(2u, table.Size());
@@ -42,7 +42,28 @@ TEST_F(Dmctl, EventsTakeNewSlots) {
     ASSERT_EQ(0, result.status) << result.err;
     EXPECT_EQ(i, Json(result.out)["slot"].GetInt());
   }
-  EXPECT_EQ(2u, Json(Run({"--json", "events"}).out).Size());
+  const ProgramResult result = Run({"--json", "events"});
+  EXPECT_EQ(2u, Json(result.out).Size());
+  EXPECT_STREQ("whole", Json(result.out)[0]["state"].GetString());
+}
+
+// Slots cut while being written show as such, and the alarm one can be freed.
+TEST_F(Dmctl, HalfWrittenSlotsAreShownAndCanBeFreed) {
+  ASSERT_EQ(VM_CFG_OK, s2356("CutAlarm", 4));
+  ASSERT_EQ(VM_CFG_OK, s2354("left behind", 4));
+  ASSERT_EQ(VM_CFG_OK, s2488("CutEvent", 2));
+  for (const char* table : {"alarms", "events"}) {
+    const ProgramResult result = Run({"--json", table});
+    ASSERT_EQ(0, result.status) << result.err;
+    const rapidjson::Document rows = Json(result.out);
+    ASSERT_EQ(1u, rows.Size()) << table;
+    EXPECT_STREQ("half-written", rows[0]["state"].GetString()) << table;
+    EXPECT_STREQ("", rows[0]["source"].GetString()) << table;
+  }
+  ASSERT_EQ(0, Run({"alarm", "delete", "CutAlarm", ""}).status);
+  EXPECT_STREQ("", g676(4));
+  EXPECT_STREQ("", g674(4));
+  EXPECT_EQ(0u, Json(Run({"--json", "alarms"}).out).Size());
 }
 
 TEST_F(Dmctl, WatchPrintsAlarmsAndTheirCardsFromAnotherProcess) {

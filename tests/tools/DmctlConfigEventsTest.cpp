@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdio>
 #include <map>
 #include <string>
 #include <vector>
@@ -136,6 +137,32 @@ TEST_F(Dmctl, SecretsAreStoredEncryptedAndNeverPrinted) {
   }
 }
 
+// A damaged page: reads of it and the list fail with one line, no crash.
+TEST_F(Dmctl, DamagedPageFailsWithOneLine) {
+  const std::string damaged = db_.directory() + "/damaged.db";
+  ASSERT_TRUE(MakeSampleDatabase(damaged, 400));
+  ASSERT_TRUE(DamageMiddlePage(damaged));
+  ASSERT_EQ(VM_CFG_OK, vmCfgUseDatabase(damaged.c_str()));
+  std::string unreadable;
+  char value[128];
+  for (int i = 0; i < 400 && unreadable.empty(); ++i) {
+    char path[16];
+    std::snprintf(path, sizeof path, "p/%04d", i);
+    if (vmCfgGetParam(path, value, sizeof value) == VM_CFG_ERROR) unreadable = path;
+  }
+  ASSERT_FALSE(unreadable.empty());
+  for (const std::vector<std::string>& args :
+       std::vector<std::vector<std::string>>{{"config", "get", unreadable}, {"config", "list", "p/"}}) {
+    const ProgramResult result = Run([&] {
+      std::vector<std::string> all = {"--db", damaged};
+      all.insert(all.end(), args.begin(), args.end());
+      return all;
+    }());
+    EXPECT_EQ(1, result.status) << args[1] << ": " << result.err;
+    EXPECT_EQ(1, std::count(result.err.begin(), result.err.end(), '\n')) << result.err;
+  }
+}
+
 TEST_F(Dmctl, SentEventsAreDecodedByTheListener) {
   EXPECT_EQ(1, Run({"send", "ipp-status", "7"}).status);  // nothing listening yet
   RunningProgram listener(DMCTL_PATH, {"--json", "listen", "--count", "3", "--timeout", "20000"});
@@ -209,7 +236,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{{"alarm", "clear", "Nothing", "here"}, 1, "no alarm Nothing/here"},
         Refusal{{"send", "raw", "1", "zz"}, 2, "payload is not hex: zz"},
         Refusal{{"listen", "--timeout", "100"}, 3, "no message within 100 ms"},
-        Refusal{{"watch", "--timeout", "100"}, 3, "nothing arrived within 100 ms"},
+        Refusal{{"watch", "--timeout", "100"}, 3, "no record within 100 ms"},
         Refusal{{"config", "watch", "--timeout", "100"}, 3, "no change within 100 ms"},
         Refusal{{"periph", "fw-path", "11"}, 2, "Value 11 not in range 0 to 10"},
         Refusal{{"periph", "rewrite", "--name", "x", "--filters", "/nonexistent.json"}, 1,

@@ -1,9 +1,6 @@
 // dmctl alarm / event / alarms / events / watch: the alarm and event tables
 // and the cards that they turn into.
-#include <signal.h>
 
-#include <atomic>
-#include <chrono>
 #include <string>
 
 #include <rapidjson/document.h>
@@ -16,12 +13,10 @@
 #include "platform/vmCfg.h"
 #include "tools/dmctl/Cli.h"
 #include "tools/dmctl/Output.h"
+#include "tools/dmctl/StopRule.h"
 
 namespace dmctl {
 namespace {
-
-std::atomic<bool> g_stop{false};
-void OnStop(int) { g_stop = true; }
 
 // The fields of one table slot, read through the numbered accessors so that
 // listing never rebuilds (and so never resets) anybody's tables.
@@ -48,15 +43,20 @@ std::string UiName(int value) {
   return name != nullptr ? name : std::to_string(value);
 }
 
+// A slot with a name but no source (or the reverse) was cut while being
+// written, by a platform without write batches or an older version: the
+// library ignores it, the listing shows it, and `alarm delete NAME ""` frees
+// it.
 void PrintTable(const SlotReaders& slots, bool json) {
-  Table table({"slot", "name", "source", "severity", "ui", "confirmed", "time", "category", "description"});
+  Table table({"slot", "name", "source", "severity", "ui", "confirmed", "time", "category", "description", "state"});
   for (int slot = 0; slot < AlertManager::kSlots; ++slot) {
     const std::string name = Text(slots.name(slot));
-    if (name.empty()) continue;
-    table.AddRow({slot, name, Text(slots.source(slot)), slots.severity(slot), UiName(slots.ui(slot)),
-                  slots.confirmed(slot) != 0, Text(slots.time(slot)),
-                  Text(slots.category(slot)),
-                  AlertManager::BuildAlertDescription(Text(slots.description(slot)), Text(slots.info1(slot)))});
+    const std::string source = Text(slots.source(slot));
+    if (name.empty() && source.empty()) continue;
+    table.AddRow({slot, name, source, slots.severity(slot), UiName(slots.ui(slot)), slots.confirmed(slot) != 0,
+                  Text(slots.time(slot)), Text(slots.category(slot)),
+                  AlertManager::BuildAlertDescription(Text(slots.description(slot)), Text(slots.info1(slot))),
+                  name.empty() || source.empty() ? "half-written" : "whole"});
   }
   table.Print(json);
 }
@@ -180,7 +180,8 @@ void AddAlarmCommands(CLI::App& app, Context& context) {
   clear->callback([] {
     if (AlertManager_ClearAlert(name.c_str(), source.c_str()) < 0) throw Failure("no alarm " + name + "/" + source);
   });
-  CLI::App* remove = alarm->add_subcommand("delete", "Free an alarm's slot");
+  CLI::App* remove =
+      alarm->add_subcommand("delete", "Free an alarm's slot (a half-written one by its name and an empty source)");
   add_identity(remove);
   remove->callback([] {
     if (AlertReporter().DeleteAlert(name, source) < 0) throw Failure("no alarm " + name + "/" + source);
@@ -209,16 +210,12 @@ void AddAlarmCommands(CLI::App& app, Context& context) {
   app.add_subcommand("alarms", "The alarm table")->callback([&context] { PrintTable(kAlarmSlots, context.json); });
   app.add_subcommand("events", "The event table")->callback([&context] { PrintTable(kEventSlots, context.json); });
 
-  static int count = 0;
-  static int idle_ms = -1;
+  static StopRule stop("record");
   CLI::App* watch = app.add_subcommand(
       "watch", "Show cards like the device does, and print every alarm, event and card as it arrives "
                "from any process, until interrupted");
-  watch->add_option("--count", count, "Stop after this many printed records");
-  watch->add_option("--timeout", idle_ms, "Stop after this many milliseconds without one (exit 3 if none came)");
+  stop.AddOptions(watch);
   watch->callback([&context] {
-    signal(SIGINT, OnStop);
-    signal(SIGTERM, OnStop);
     static Printer printer(context.json);
     g_printer = &printer;
     g_json = context.json;
@@ -230,17 +227,13 @@ void AddAlarmCommands(CLI::App& app, Context& context) {
     AlertUINotifier::GetInstance()->Init();
     // On stderr, so that stdout carries only records (JSON lines with --json).
     std::fprintf(stderr, "watching %s (Ctrl-C to stop)\n", vmCfgDatabasePath());
-    auto last = std::chrono::steady_clock::now();
-    while (!g_stop && (count <= 0 || printer.printed < count)) {
+    stop.Start();
+    while (stop.KeepGoing()) {
       const int before = printer.printed;
       ForgetLibraryLog();
       if (config->dispatchPending() < 0) throw Failure(Because("cannot read the change journal"));
-      if (printer.printed != before) last = std::chrono::steady_clock::now();
-      if (count > 0 && printer.printed >= count) break;
-      if (idle_ms >= 0 && std::chrono::steady_clock::now() - last > std::chrono::milliseconds(idle_ms)) {
-        if (printer.printed == 0) throw TimedOut("nothing arrived within " + std::to_string(idle_ms) + " ms");
-        break;
-      }
+      stop.Arrived(printer.printed - before);
+      if (!stop.Wants()) break;
       config->waitForChange(200);
     }
   });

@@ -45,12 +45,15 @@ std::map<std::string, std::string> StoredParams(const std::string& prefix) {
   if (iter == nullptr) throw Failure(Because("cannot read the database"));
   std::map<std::string, std::string> params;
   std::string text(1 << 16, '\0');
+  int step = 0;
   for (const char* entry = vmCfgIterGetData(iter); entry != nullptr;
-       vmCfgIterNext(iter), entry = vmCfgIterGetData(iter)) {
+       step = vmCfgIterNext(iter), entry = step < 0 ? nullptr : vmCfgIterGetData(iter)) {
     const int rc = vmCfgIterGetValue(iter, &text[0], static_cast<unsigned>(text.size()));
     params[entry] = rc == VM_CFG_OK ? std::string(text.c_str()) : ReadParam(entry);
   }
   vmCfgIterEnd(iter);
+  // A walk cut short (a damaged page, say) must not pass for a short list.
+  if (step < 0) throw Failure(Because("cannot read the whole list"));
   return params;
 }
 

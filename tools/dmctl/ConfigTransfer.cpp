@@ -57,29 +57,20 @@ bool StoredText(const std::string& path, const rapidjson::Value& value, std::str
   return false;
 }
 
-// Every write of an import; all or nothing: should one fail, the values
-// written before it are put back (and new paths removed).
+// Every write of an import, as one write batch: all or nothing, and watchers
+// hear of the whole import at once.
 void ApplyWrites(const std::vector<Write>& writes) {
-  std::map<std::string, std::pair<bool, std::string>> before;  // path -> (stored, value)
-  const std::map<std::string, std::string> stored = StoredParams("");
+  ForgetLibraryLog();
+  if (vmCfgBatchBegin() != VM_CFG_OK) throw Failure(Because("cannot start writing the import"));
   for (const Write& write : writes) {
-    const auto it = stored.find(write.path);
-    before[write.path] = it == stored.end() ? std::make_pair(false, std::string()) : std::make_pair(true, it->second);
-  }
-  for (size_t i = 0; i < writes.size(); ++i) {
     ForgetLibraryLog();
-    if (vmCfgSetParam(writes[i].path.c_str(), writes[i].value.c_str()) == VM_CFG_OK) continue;
-    const std::string reason = Because("cannot write " + writes[i].path);
-    for (size_t undo = 0; undo < i; ++undo) {
-      const auto& old = before[writes[undo].path];
-      if (old.first) {
-        vmCfgSetParam(writes[undo].path.c_str(), old.second.c_str());
-      } else {
-        vmCfgDeleteParam(writes[undo].path.c_str());
-      }
-    }
-    throw Failure(reason + "; the " + std::to_string(i) + " values written before it were put back");
+    if (vmCfgSetParam(write.path.c_str(), write.value.c_str()) == VM_CFG_OK) continue;
+    const std::string reason = Because("cannot write " + write.path);
+    vmCfgBatchRollback();
+    throw Failure(reason + "; nothing was written");
   }
+  ForgetLibraryLog();
+  if (vmCfgBatchCommit() != VM_CFG_OK) throw Failure(Because("cannot commit the import") + "; nothing was written");
 }
 
 }  // namespace

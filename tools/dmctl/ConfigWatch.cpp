@@ -1,9 +1,5 @@
 // dmctl config watch: every change of the stored parameters under some
 // prefixes, by any process, as it happens.
-#include <signal.h>
-
-#include <atomic>
-#include <chrono>
 #include <map>
 #include <string>
 #include <vector>
@@ -14,12 +10,10 @@
 #include "tools/dmctl/ConfigAccess.h"
 #include "tools/dmctl/Output.h"
 #include "tools/dmctl/Schema.h"
+#include "tools/dmctl/StopRule.h"
 
 namespace dmctl {
 namespace {
-
-std::atomic<bool> g_stop{false};
-void OnStop(int) { g_stop = true; }
 
 std::map<std::string, std::string> Snapshot(const std::vector<std::string>& prefixes) {
   if (prefixes.empty()) return StoredParams("");
@@ -34,23 +28,17 @@ std::map<std::string, std::string> Snapshot(const std::vector<std::string>& pref
 
 void AddConfigWatchCommand(CLI::App& config, Context& context) {
   static std::vector<std::string> prefixes;
-  static int count = 0;
-  static int idle_ms = -1;
+  static StopRule stop("change");
   CLI::App* watch = config.add_subcommand(
       "watch", "Print every change of the stored parameters under the prefixes (default: all), by any process, "
                "until interrupted; a removed value prints as null");
   watch->add_option("prefix", prefixes, "Path prefixes");
-  watch->add_option("--count", count, "Stop after this many changes");
-  watch->add_option("--timeout", idle_ms, "Stop after this many milliseconds without one (exit 3 if none came)");
+  stop.AddOptions(watch);
   watch->callback([&context] {
-    signal(SIGINT, OnStop);
-    signal(SIGTERM, OnStop);
     ConfigManager* manager = ConfigManager::Instance();
     std::map<std::string, std::string> last = Snapshot(prefixes);
     // On stderr, so that stdout carries only changes (JSON lines with --json).
     std::fprintf(stderr, "watching %s (Ctrl-C to stop)\n", vmCfgDatabasePath());
-    int printed = 0;
-    auto quiet_since = std::chrono::steady_clock::now();
     const auto print = [&](const std::string& path, const Cell& value) {
       Table line({"path", "value"});
       line.AddRow({path, value});
@@ -60,13 +48,10 @@ void AddConfigWatchCommand(CLI::App& config, Context& context) {
         std::printf("%s %s\n", path.c_str(), value.kind() == Cell::Kind::kNull ? "(removed)" : value.Text().c_str());
         std::fflush(stdout);
       }
-      ++printed;
+      stop.Arrived();
     };
-    while (!g_stop && (count <= 0 || printed < count)) {
-      if (idle_ms >= 0 && std::chrono::steady_clock::now() - quiet_since >= std::chrono::milliseconds(idle_ms)) {
-        if (printed == 0) throw TimedOut("no change within " + std::to_string(idle_ms) + " ms");
-        break;
-      }
+    stop.Start();
+    while (stop.KeepGoing()) {
       ForgetLibraryLog();
       const int woken = manager->waitForChange(200);
       if (woken < 0) throw Failure(Because("cannot watch the database"));
@@ -74,14 +59,13 @@ void AddConfigWatchCommand(CLI::App& config, Context& context) {
       std::map<std::string, std::string> now = Snapshot(prefixes);
       for (const auto& entry : now) {
         const auto it = last.find(entry.first);
-        if ((it == last.end() || it->second != entry.second) && (count <= 0 || printed < count)) {
+        if ((it == last.end() || it->second != entry.second) && stop.Wants()) {
           print(entry.first, TypedValue(entry.first, entry.second));
         }
       }
       for (const auto& entry : last) {
-        if (now.count(entry.first) == 0 && (count <= 0 || printed < count)) print(entry.first, Cell());
+        if (now.count(entry.first) == 0 && stop.Wants()) print(entry.first, Cell());
       }
-      if (now != last) quiet_since = std::chrono::steady_clock::now();
       last = std::move(now);
     }
   });

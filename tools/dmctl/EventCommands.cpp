@@ -1,8 +1,6 @@
 // dmctl send / listen: management and sign-in events over the IPC queues.
 #include <openssl/crypto.h>
-#include <signal.h>
 
-#include <atomic>
 #include <string>
 
 #include "events/SingletonHolder.h"
@@ -14,16 +12,13 @@
 #include "platform/uJson.h"
 #include "tools/dmctl/Cli.h"
 #include "tools/dmctl/Output.h"
+#include "tools/dmctl/StopRule.h"
 
 namespace dmctl {
 namespace {
 
 constexpr int kDeviceManagementFamily = 413;
 constexpr int kAuthFamily = 264;
-
-std::atomic<bool> g_interrupted{false};
-
-void OnInterrupt(int) { g_interrupted = true; }
 
 // The payload record as JSON, or "" for an event without one.
 std::string PayloadJson(uEvent& event) {
@@ -98,38 +93,25 @@ void AddEventCommands(CLI::App& app, Context& context) {
   });
 
   static int listen_queue = VM_MQ_ID_EMSC;
-  static int count = 0;
-  static int idle_ms = -1;
+  static StopRule stop("message");
   CLI::App* listen = app.add_subcommand(
       "listen", "Print every event arriving on a queue (both families) until interrupted");
   listen->add_option("queue", listen_queue, "Queue id (default 15)")->capture_default_str();
-  listen->add_option("--count", count, "Stop after this many messages");
-  listen->add_option("--timeout", idle_ms, "Stop after this many milliseconds without a message (exit 3 if none came)");
+  stop.AddOptions(listen);
   listen->callback([&context] {
     ForgetLibraryLog();
     uIPCReceiver receiver(listen_queue);
     if (!receiver.IsOpen()) throw Failure(Because("cannot open queue " + std::to_string(listen_queue)));
-    signal(SIGINT, OnInterrupt);
-    signal(SIGTERM, OnInterrupt);
     Table events({"queue", "family", "type", "event", "bytes", "payload"});
     // On stderr, so that stdout carries only events (JSON lines with --json).
     std::fprintf(stderr, "listening on %s (Ctrl-C to stop)\n", receiver.Name().c_str());
-    int received = 0;
-    int waited = 0;
     message_extra_t message;
-    while (!g_interrupted && (count <= 0 || received < count)) {
+    stop.Start();
+    while (stop.KeepGoing()) {
       // Short waits, so that an interrupt or the idle limit is noticed soon.
       const int length = receiver.Receive(message, 200);
-      if (length < 0) {
-        waited += 200;
-        if (idle_ms >= 0 && waited >= idle_ms) {
-          if (received == 0) throw TimedOut("no message within " + std::to_string(idle_ms) + " ms");
-          break;
-        }
-        continue;
-      }
-      waited = 0;
-      ++received;
+      if (length < 0) continue;
+      stop.Arrived();
       boost::shared_ptr<uEvent> event = Rebuild(message, static_cast<unsigned>(length));
       // An event that is not rebuilt has a null name and payload.
       events.AddRow({listen_queue, message.family, message.eventType, event ? Cell(event->GetStr()) : Cell(),

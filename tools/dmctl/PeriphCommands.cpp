@@ -72,7 +72,9 @@ void AddPeriphCommands(CLI::App& app, Context& context) {
     in.m_vid.SetValue(vid);
     in.m_pid.SetValue(pid);
     if (!type.empty()) in.m_type.SetValue(type);
-    const bool matched = PeripheralDeviceRewriter::Instance()->RewritePeripheralInfo(in, out);
+    PeripheralDeviceRewriter* rewriter = PeripheralDeviceRewriter::Instance();  // null only when out of memory
+    if (rewriter == nullptr) throw Failure(Because("cannot make the rewriter"));
+    const bool matched = rewriter->RewritePeripheralInfo(in, out);
     PrintObject({{"matched", matched},
                  {"filters", readable ? Cell(file) : Cell()},
                  {"name", Text(out.m_name)},

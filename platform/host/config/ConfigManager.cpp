@@ -24,6 +24,9 @@ constexpr int kThreadWaitMs = 250;
 // Set while this thread runs callbacks: a dispatch asked for then is folded
 // into the running one instead of recursing.
 thread_local bool t_dispatching = false;
+// Set when this thread asked for a dispatch inside a write batch: its
+// journal rows are not committed yet, so delivery waits for the batch's end.
+thread_local bool t_dispatchAfterBatch = false;
 
 std::string Normalize(const std::string& path) {
   return (!path.empty() && path[0] == '/') ? path.substr(1) : path;
@@ -73,10 +76,24 @@ int ConfigManager::registerMultiConfigPathsChangeCallback(const std::set<std::st
 
 int ConfigManager::flushChangeNotificationMsg() { return dispatchPending(); }
 
+namespace dmcfg {
+
+void DispatchDeferredChanges() {
+  if (!t_dispatchAfterBatch || ConfigStore::Instance().InBatchOnThisThread()) return;
+  t_dispatchAfterBatch = false;
+  ConfigManager::Instance()->dispatchPending();
+}
+
+}  // namespace dmcfg
+
 int ConfigManager::dispatchPending() {
   if (t_dispatching) return 0;
-  std::lock_guard<std::mutex> dispatch_lock(m_dispatchMutex);
   dmcfg::ConfigStore& store = dmcfg::ConfigStore::Instance();
+  if (store.InBatchOnThisThread()) {
+    t_dispatchAfterBatch = true;
+    return 0;
+  }
+  std::lock_guard<std::mutex> dispatch_lock(m_dispatchMutex);
   t_dispatching = true;
   int calls = 0;
   for (int round = 0; round < kMaxRounds; ++round) {

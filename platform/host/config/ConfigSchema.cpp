@@ -101,14 +101,16 @@ const vmCfgParam* FindParam(const std::string& path) {
 
 bool ParamPath(const vmCfgParam& param, int index, std::string* path) {
   if (index < 0 || index >= param.slots) return false;
-  if (std::strstr(param.pattern, "%d") == nullptr) {
+  const char* slot = std::strstr(param.pattern, "%d");
+  if (slot == nullptr) {
     *path = param.pattern;
     return true;
   }
-  char buffer[256];
-  const int length = std::snprintf(buffer, sizeof buffer, param.pattern, index);
-  if (length < 0 || static_cast<size_t>(length) >= sizeof buffer) return false;
-  path->assign(buffer, static_cast<size_t>(length));
+  // Built by hand: every table access formats one, and a formatted print
+  // costs as much as the database read behind it.
+  path->assign(param.pattern, static_cast<size_t>(slot - param.pattern));
+  path->append(std::to_string(index));
+  path->append(slot + 2);
   return true;
 }
 

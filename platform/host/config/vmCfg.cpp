@@ -261,6 +261,20 @@ int vmCfgIterNext(vmCfgIter* iter) {
 
 void vmCfgIterEnd(vmCfgIter* iter) { delete iter; }
 
+int vmCfgBatchBegin(void) { return dmcfg::ConfigStore::Instance().BatchBegin(); }
+
+int vmCfgBatchCommit(void) {
+  const int rc = dmcfg::ConfigStore::Instance().BatchCommit();
+  dmcfg::DispatchDeferredChanges();
+  return rc;
+}
+
+int vmCfgBatchRollback(void) {
+  const int rc = dmcfg::ConfigStore::Instance().BatchRollback();
+  dmcfg::DispatchDeferredChanges();
+  return rc;
+}
+
 int vmCfgUseDatabase(const char* path) { return dmcfg::ConfigStore::Instance().UseDatabase(path); }
 
 const char* vmCfgDatabasePath(void) { return dmcfg::KeepString(dmcfg::ConfigStore::Instance().DatabasePath()); }

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
@@ -8,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "alerts/AlertManager.h"
 #include "platform/vmCfg.h"
 #include "support/LogCapture.h"
 #include "support/TempDatabase.h"
@@ -256,22 +259,109 @@ TEST(ConfigDatabaseFaults, UnopenablePathFailsCleanly) {
   EXPECT_EQ(VM_CFG_OK, vmCfgGetParam("device/name", value, sizeof value));
 }
 
-TEST(ConfigDatabaseFaults, LockedDatabaseFailsTheWriteAndKeepsCommittedValues) {
+// A process that starts while another holds the write lock still opens and
+// reads; only its write waits, and fails at the busy timeout.
+TEST(ConfigDatabaseFaults, ReadersNeverWaitForAWriter) {
   TempDatabase db;
   setenv("VM_CFG_BUSY_TIMEOUT_MS", "50", 1);
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("kept", "before"));
+  ASSERT_TRUE(MakeSampleDatabase(db.path(), 1));
   sqlite3* other = nullptr;
   ASSERT_EQ(SQLITE_OK, sqlite3_open(db.path().c_str(), &other));
   ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "BEGIN IMMEDIATE; INSERT INTO params VALUES('x', 'y');", nullptr,
                                     nullptr, nullptr));
   LogCapture log;
-  EXPECT_EQ(VM_CFG_ERROR, vmCfgSetParam("kept", "during"));
-  EXPECT_TRUE(log.Contains(LOG_ERR, "Cannot write kept"));
-  EXPECT_EQ("before", Read("kept"));  // readers are not blocked in WAL mode
+  EXPECT_EQ(SampleValue(0), Read("p/0000"));  // the first call of this process opens the file
+  EXPECT_EQ(VM_CFG_ERROR, vmCfgSetParam("p/0000", "during"));
+  EXPECT_TRUE(log.Contains(LOG_ERR, "Cannot write p/0000"));
+  EXPECT_EQ(SampleValue(0), Read("p/0000"));
   ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr));
   sqlite3_close(other);
-  EXPECT_EQ(VM_CFG_OK, vmCfgSetParam("kept", "after"));
-  EXPECT_EQ("after", Read("kept"));
+  EXPECT_EQ(VM_CFG_OK, vmCfgSetParam("p/0000", "after"));
+  EXPECT_EQ("after", Read("p/0000"));
 }
+
+int ErrorLines(const LogCapture& log) {
+  int count = 0;
+  for (const CapturedLine& line : log.lines()) count += line.level <= LOG_ERR ? 1 : 0;
+  return count;
+}
+
+// A valid database with one page overwritten: every call fails or succeeds
+// cleanly (a damaged value may read as its bytes), each failing kind of call
+// is logged once, nothing crashes.
+TEST(ConfigDatabaseFaults, ADamagedPageFailsReadsAndWritesWithOneLineEach) {
+  TempDatabase db;
+  constexpr int kRows = 400;
+  ASSERT_TRUE(MakeSampleDatabase(db.path(), kRows));
+  ASSERT_TRUE(DamageMiddlePage(db.path()));
+  LogCapture log;
+  std::string damaged;
+  int failed = 0;
+  for (int i = 0; i < kRows; ++i) {
+    char path[16];
+    std::snprintf(path, sizeof path, "p/%04d", i);
+    const std::string value = Read(path);
+    if (value == "<-1>" && damaged.empty()) damaged = path;
+    failed += value == "<-1>" ? 1 : 0;
+  }
+  ASSERT_FALSE(damaged.empty()) << "the damage reached no row";
+  EXPECT_EQ(1, ErrorLines(log)) << failed << " reads failed";
+  vmCfgIter* it = vmCfgIterStartPath("p/");
+  for (int steps = 0; it != nullptr && vmCfgIterGetData(it) != nullptr && steps < 2 * kRows; ++steps) {
+    if (vmCfgIterNext(it) < 0) break;
+  }
+  vmCfgIterEnd(it);
+  const int before = ErrorLines(log);
+  EXPECT_EQ(VM_CFG_ERROR, vmCfgSetParam(damaged.c_str(), "new"));
+  EXPECT_EQ(1, ErrorLines(log) - before);
+  EXPECT_TRUE(log.Contains(LOG_ERR, "Cannot write " + damaged));
+}
+
+// A file this process may only read, in a folder it may or may not write:
+// reads work, a write or a batch (an alarm raise) fails with one line.
+class ReadOnlyDatabase : public testing::TestWithParam<bool> {};
+
+int ReadOnlyChecks() {
+  LogCapture log;
+  char value[128];
+  if (vmCfgGetParam("p/0001", value, sizeof value) != VM_CFG_OK || SampleValue(1) != value) return 2;
+  if (ErrorLines(log) != 0) return 3;
+  if (vmCfgSetParam("p/0001", "x") != VM_CFG_ERROR || ErrorLines(log) != 1) return 4;
+  if (!log.Contains(LOG_ERR, "Cannot write p/0001: the configuration database is read-only")) return 5;
+  if (AlertManager_SetBasicAlert("A", "s", 1) != -1 || ErrorLines(log) > 3) return 6;
+  return vmCfgGetParam("p/0002", value, sizeof value) == VM_CFG_OK ? 0 : 7;
+}
+
+TEST_P(ReadOnlyDatabase, ServesReadsAndFailsWritesWithOneLine) {
+  TempDatabase db;
+  ASSERT_TRUE(MakeSampleDatabase(db.path(), 3));
+  const bool folderWritable = GetParam();
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    // Root ignores permissions: the checks then run as nobody.
+    const uid_t nobody = 65534;
+    bool ok = true;
+    if (geteuid() == 0) {
+      ok = chown(db.path().c_str(), nobody, nobody) == 0 && chmod(db.directory().c_str(), 0755) == 0 &&
+           (!folderWritable || chown(db.directory().c_str(), nobody, nobody) == 0) && setgid(nobody) == 0 &&
+           setuid(nobody) == 0;
+    } else {
+      ok = chmod(db.directory().c_str(), folderWritable ? 0700 : 0500) == 0;
+    }
+    ok = ok && chmod(db.path().c_str(), 0400) == 0;
+    _exit(ok ? ReadOnlyChecks() : 1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  chmod(db.directory().c_str(), 0700);
+  EXPECT_TRUE(WIFEXITED(status)) << "killed by signal " << WTERMSIG(status);
+  EXPECT_EQ(0, WEXITSTATUS(status)) << "failed check (see ReadOnlyChecks)";
+}
+
+INSTANTIATE_TEST_SUITE_P(Folders, ReadOnlyDatabase, testing::Bool(),
+                         [](const testing::TestParamInfo<bool>& info) {
+                           return info.param ? "WritableFolder" : "ReadOnlyFolder";
+                         });
 
 }  // namespace
