@@ -40,7 +40,7 @@ ROWS = [
     dict(op="config read (vmCfgGetParam)", kind="max_ratio", ours="BM_ConfigGet",
          base="BM_RawSqliteSelect", base_text="raw SQLite select", target=1.2),
     dict(op="config write (vmCfgSetParam)", kind="max_ratio", ours="BM_ConfigSet",
-         base="BM_RawSqliteUpsert", base_text="raw SQLite upsert", target=1.2),
+         base="BM_RawSqliteUpsert", base_text="raw SQLite upsert", target=1.3),
     dict(op="alarm raise (12 writes + callback pass)", kind="max_ratio", ours="BM_AlertManagerSetAlert",
          base="BM_RawSqlite12Upserts", base_text="12 raw SQLite upserts", target=1.5),
     dict(op="alarm raise (slot search + 12 writes, one batch)", kind="max_ratio", ours="BM_AlertManagerSetAlertOnly",
