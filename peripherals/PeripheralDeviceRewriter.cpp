@@ -1,6 +1,8 @@
 #include "peripherals/PeripheralDeviceRewriter.h"
 
 #include <cstdlib>
+#include <memory>
+#include <mutex>
 
 #include "peripherals/PeripheralUtils.h"
 #include "platform/DmBoundary.h"
@@ -31,6 +33,27 @@ std::string SystemType() {
   const char* hw = VM_Get_Hw_Type();
   return hw ? hw : "";
 }
+
+// The configured filters document of the last rewrite, kept while the text
+// stays the same: the text rarely changes, and parsing it is most of what a
+// rewrite costs. A new text gets a fresh document.
+struct ConfiguredFilters {
+  std::mutex lock;
+  std::string text;
+  std::unique_ptr<PeripheralDeviceFiltersJson> document;
+  bool parsed = false;  // `document` holds the parse of `text`
+  bool valid = false;   // and that parse succeeded
+};
+
+ConfiguredFilters& Configured() {
+  static ConfiguredFilters configured;
+  return configured;
+}
+
+// Set by the rewrite around its call of GetFilterListFromString with the
+// kept document: the call parses only when the document does not hold the
+// text's parse yet, and logs as usual either way.
+thread_local ConfiguredFilters* t_alreadyParsed = nullptr;
 
 }  // namespace
 
@@ -65,7 +88,19 @@ bool PeripheralDeviceRewriter::GetFilterListFromJsonFile(const std::string& path
 
 bool PeripheralDeviceRewriter::GetFilterListFromString(const std::string& text,
                                                        PeripheralDeviceFiltersJson& out) try {
-  if (!uJson::DeSerializer::DeSerialize(out, text)) {
+  bool parsed;
+  ConfiguredFilters* known = t_alreadyParsed;
+  if (known != nullptr && known->document.get() == &out && known->parsed) {
+    parsed = known->valid;
+  } else {
+    parsed = uJson::DeSerializer::DeSerialize(out, text);
+    // Only a parse that ran to its end is kept (an exception leaves it to be done again).
+    if (known != nullptr && known->document.get() == &out) {
+      known->parsed = true;
+      known->valid = parsed;
+    }
+  }
+  if (!parsed) {
     DM_LOG(VM_LOG_MODULE_ALERTS, LOG_ERR, "call DeSerialize failed.\n");
     // A half-read document must not be used as a filter list.
     out.m_filters.ClearChildren();
@@ -81,11 +116,21 @@ bool PeripheralDeviceRewriter::GetFilterListFromString(const std::string& text,
 
 bool PeripheralDeviceRewriter::RewritePeripheralInfo(const PeripheralInfo& in, PeripheralInfo& out) try {
   PrintPeripheralInfo(in, "to rewrite");
-  const char* configured = g523();
-  const std::string text = configured ? configured : "";
-  if (!text.empty()) {
-    PeripheralDeviceFiltersJson document;
-    if (GetFilterListFromString(text, document) && FindFilterInList(in, out, document.m_filters)) {
+  const char* text = g523();
+  if (text != nullptr && text[0] != '\0') {
+    ConfiguredFilters& configured = Configured();
+    std::lock_guard<std::mutex> guard(configured.lock);
+    // A text not yet parsed to its end gets a fresh document: a half-filled
+    // one must not keep values of an older text.
+    if (!configured.parsed || !configured.document || configured.text.compare(text) != 0) {
+      configured.parsed = false;
+      configured.text = text;
+      configured.document.reset(new PeripheralDeviceFiltersJson());
+    }
+    t_alreadyParsed = &configured;
+    const bool listed = GetFilterListFromString(configured.text, *configured.document);
+    t_alreadyParsed = nullptr;
+    if (listed && FindFilterInList(in, out, configured.document->m_filters)) {
       DM_LOG(VM_LOG_MODULE_ALERTS, LOG_DEBUG, "A compatible filter was found in config");
       return true;
     }

@@ -1,8 +1,8 @@
 // Turns a peripheral as detected into the peripheral as shown and stored.
 //
 // Filters come from two documents: the configured one (text in the
-// configuration, parsed on every rewrite) and the default one (a file read
-// once, when the singleton is created). The best-scoring configured filter
+// configuration, read on every rewrite and parsed again whenever it changed)
+// and the default one (a file read once, when the singleton is created). The best-scoring configured filter
 // wins; only when none matches are the default filters tried. The rewriter is
 // itself the default filters document.
 //

@@ -2,7 +2,8 @@
 # Builds the benchmarks in release mode, runs every one of them with
 # repetitions and writes docs/performance.md: each operation's median beside
 # its baseline from the same run, the ratio, the target and the verdict, plus
-# the machine it ran on.
+# the machine it ran on, and a memory table (peak heaps and allocation counts
+# under valgrind, the resident size of an idle process).
 #
 # Usage: scripts/bench.sh [--no-armhf] [--repetitions N]
 #   --no-armhf     skip the armhf library build whose stripped sizes fill the
@@ -49,6 +50,50 @@ for program in dm_config_bench dm_alerts_bench dm_bench dm_ems_bench dm_peripher
   "${build}/bench/${program}" --benchmark_repetitions="${repetitions}" --benchmark_report_aggregates_only=true \
     --benchmark_out="${results}/${program}.json" --benchmark_out_format=json | tee "${results}/${program}.txt"
 done
+
+echo "== memory footprint"
+# Peak heap (massif: requested bytes plus the allocator's overhead) of one
+# operation per process, allocations per message (memcheck's count over two
+# run lengths) and the resident size of a process that does nothing.
+footprint="${PWD}/${build}/bench/dm_footprint"
+scratch="$(mktemp -d /tmp/devmgmt-footprint-XXXXXX)"
+trap 'rm -rf "${scratch}"' EXIT
+memory="${results}/memory.jsonl"
+: >"${memory}"
+massif_peak() {  # name, database, mode
+  VM_CFG_DB="$2" valgrind --tool=massif --massif-out-file="${scratch}/massif.$1" "${footprint}" "$3" >/dev/null 2>&1 ||
+    { echo "{\"name\": \"$1\", \"error\": \"dm_footprint $3 failed under massif\"}" >>"${memory}"; return 0; }
+  awk -F= -v name="$1" '/^mem_heap_B=/ {heap=$2} /^mem_heap_extra_B=/ {if (heap+$2 > peak) peak=heap+$2}
+    END {printf "{\"name\": \"%s\", \"bytes\": %d}\n", name, peak}' "${scratch}/massif.$1" >>"${memory}"
+}
+allocs() {  # run length
+  VM_CFG_DB="${scratch}/idle.db" valgrind --tool=memcheck "${footprint}" message "$1" 2>&1 >/dev/null |
+    sed -n 's/.*total heap usage: \([0-9,]*\) allocs.*/\1/p' | tr -d ,
+}
+if command -v valgrind >/dev/null; then
+  for size in 10 100; do
+    VM_CFG_DB="${scratch}/params${size}.db" "${footprint}" populate "${size}"
+  done
+  VM_CFG_DB="${scratch}/filters.db" "${footprint}" filters 200
+  # A device starts on its existing database: the first start, which builds
+  # the alarm tables, is left out.
+  VM_CFG_DB="${scratch}/alerts.db" "${footprint}" alerts
+  massif_peak idle "${scratch}/idle.db" idle
+  massif_peak alerts "${scratch}/alerts.db" alerts
+  massif_peak report_1000 "${scratch}/params10.db" report
+  massif_peak report_10000 "${scratch}/params100.db" report
+  massif_peak rewrite_200 "${scratch}/filters.db" rewrite
+  short=$(allocs 100)
+  long=$(allocs 1100)
+  if [[ -n "${short}" && -n "${long}" ]]; then
+    echo "{\"name\": \"message_allocs\", \"per_message\": $(((long - short) / 1000)), \"short\": ${short}, \"long\": ${long}}" >>"${memory}"
+  fi
+else
+  echo '{"name": "valgrind", "error": "valgrind is not installed"}' >>"${memory}"
+fi
+rss=$(VM_CFG_DB="${scratch}/idle.db" "${footprint}" idle | sed -n 's/^rss_kib //p')
+[[ -n "${rss}" ]] && echo "{\"name\": \"idle_rss\", \"kib\": ${rss}}" >>"${memory}"
+cat "${memory}"
 
 if ((armhf)); then
   echo "== armhf library sizes"

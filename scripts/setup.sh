@@ -10,6 +10,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev python3 help2man
   crossbuild-essential-armhf qemu-user
   abigail-tools dpkg-dev file lintian
+  valgrind
 )
 
 missing=()

@@ -6,12 +6,25 @@
 #include "platform/uBinary.h"
 #include "platform/vmLog.h"
 
+namespace {
+
+// The record is written here, then copied into the message. One buffer per
+// thread, cleared but not freed between messages, so that building a message
+// allocates nothing once the thread's largest record has been written.
+BinaryBuffer& PayloadBuffer() {
+  thread_local BinaryBuffer buffer;
+  buffer.Clear();
+  return buffer;
+}
+
+}  // namespace
+
 int uEventSerializer::SerializeEvent(uEvent& event, message_extra_t& message) {
   message.family = event.getEventFamilyType();
   message.eventType = event.getEventType();
   const void* bytes = nullptr;
   size_t size = 0;
-  BinaryBuffer payload;
+  BinaryBuffer& payload = PayloadBuffer();
   if (ISerializable* data = event.getEventData()) {
     if (uBinary::Serializer::Serialize(*data, payload) != 0) {
       DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Failed to write the record of %s", event.GetStr());
@@ -26,6 +39,7 @@ int uEventSerializer::SerializeEvent(uEvent& event, message_extra_t& message) {
   if (size > VM_MSG_PAYLOAD_SIZE) {
     DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Payload of %s is %zu bytes, at most %u fit",
            event.GetStr(), size, VM_MSG_PAYLOAD_SIZE);
+    payload = BinaryBuffer();  // keep no more than a message can carry
     return -1;
   }
   if (size > 0) memcpy(message.data, bytes, size);

@@ -6,38 +6,50 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "platform/uEventSerializer.h"
 #include "platform/vmLog.h"
 
-std::string vmMqName(vm_mq_id id) {
+namespace {
+
+// Writes the name of queue `id` into `name` (whose storage is reused) and
+// returns true; false (logged, `name` empty) for a bad id or prefix.
+bool FormatMqName(vm_mq_id id, std::string& name) {
+  name.clear();
   if (id < 0) {
     DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Invalid queue id %d", static_cast<int>(id));
-    return std::string();
+    return false;
   }
   const char* prefix = getenv("VM_MQ_PREFIX");
   if (prefix == nullptr) prefix = "";
   // A queue name is one path component of at most NAME_MAX bytes.
   if (strchr(prefix, '/') != nullptr || strlen(prefix) > NAME_MAX - 32) {
     DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "VM_MQ_PREFIX is not a valid queue name prefix");
-    return std::string();
+    return false;
   }
-  std::string name = "/";
+  char number[16];
+  const int digits = snprintf(number, sizeof number, "%d", static_cast<int>(id));
+  name += '/';
   name += prefix;
   name += "vm_mq_";
-  name += std::to_string(id);
-  return name;
+  name.append(number, static_cast<size_t>(digits));
+  return true;
 }
-
-namespace {
 
 // Queue names differ only by prefix and id; more than this many means the
 // prefix keeps changing, and the old descriptors are of no further use.
 constexpr size_t kMaxOpenQueues = 32;
 
 }  // namespace
+
+std::string vmMqName(vm_mq_id id) {
+  std::string name;
+  FormatMqName(id, name);
+  return name;
+}
 
 uIPCSender::uIPCSender() = default;
 
@@ -97,8 +109,9 @@ int uIPCSender::Post(const void* bytes, unsigned int length, vm_mq_id queue) {
            length, static_cast<int>(queue));
     return -1;
   }
-  const std::string name = vmMqName(queue);
-  if (name.empty()) return -1;
+  // Kept per thread so that a long prefix costs no allocation per message.
+  thread_local std::string name;
+  if (!FormatMqName(queue, name)) return -1;
   std::lock_guard<std::mutex> lock(m_mutex);
   const mqd_t mq = Open(name);
   if (mq == static_cast<mqd_t>(-1)) return -1;

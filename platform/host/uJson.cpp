@@ -7,6 +7,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -52,9 +53,9 @@ template <typename Writer>
 bool WriteNode(const ISerializable& node, Writer& writer, size_t depth);
 
 template <typename Writer>
-bool WriteLeaf(const ISerializable& leaf, Writer& writer) {
+bool WriteLeaf(const ISerializable& leaf, int type, Writer& writer) {
   const std::string text = leaf.getValueAsString();
-  switch (leaf.getElementType()) {
+  switch (type) {
     case kElementBool:
       return writer.Bool(text == "true");
     case kElementInteger:
@@ -66,7 +67,8 @@ bool WriteLeaf(const ISerializable& leaf, Writer& writer) {
 
 template <typename Writer>
 bool WriteChildren(const ISerializable& node, Writer& writer, size_t depth, bool with_keys) {
-  for (size_t i = 0; i < node.GetChildCount(); ++i) {
+  const size_t count = node.GetChildCount();
+  for (size_t i = 0; i < count; ++i) {
     const ISerializable* child = node.GetChild(i);
     if (child == nullptr) return false;
     if (with_keys) {
@@ -81,8 +83,10 @@ bool WriteChildren(const ISerializable& node, Writer& writer, size_t depth, bool
 template <typename Writer>
 bool WriteNode(const ISerializable& node, Writer& writer, size_t depth) {
   if (depth > kMaxDepth) return false;
-  if (node.IsLeaf()) return WriteLeaf(node, writer);
-  if (node.IsList()) {
+  // One virtual call for the kind, not one per question (IsLeaf, IsList).
+  const int type = node.getElementType();
+  if (type < kElementRecord) return WriteLeaf(node, type, writer);
+  if (type == kElementList || type == kElementOwnedList) {
     return writer.StartArray() && WriteChildren(node, writer, depth, false) && writer.EndArray();
   }
   return writer.StartObject() && WriteChildren(node, writer, depth, true) && writer.EndObject();
@@ -99,7 +103,7 @@ bool WriteDocument(const ISerializable& root, Stream& stream) {
 // frame over an unknown key (or inside one) only counts depth.
 class TreeFiller : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeFiller> {
  public:
-  explicit TreeFiller(ISerializable& root) : m_root(root) {}
+  explicit TreeFiller(ISerializable& root) : m_root(root) { m_frames.reserve(8); }
 
   bool Null() {
     ISerializable* target = nullptr;
@@ -130,16 +134,25 @@ class TreeFiller : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeFi
     frame.pending = nullptr;
     if (frame.node == nullptr) return true;
     // First a child of that name not yet filled, so that children sharing a
-    // name are taken in order; then any child of that name.
-    const std::string key(name, length);
+    // name are taken in order; then any child of that name. Every child below
+    // `unfilled` is filled, so when the keys come in the record's own order
+    // (as this writer puts them) the child there is the one, and the search
+    // costs one comparison.
+    const size_t count = frame.node->GetChildCount();
+    if (frame.unfilled < count) {
+      ISerializable* child = frame.node->GetChild(frame.unfilled);
+      if (NameIs(child, name, length)) {
+        Fill(frame, frame.unfilled, count);
+        frame.pending = child;
+        return true;
+      }
+    }
     ISerializable* fallback = nullptr;
-    for (size_t i = 0; i < frame.node->GetChildCount(); ++i) {
+    for (size_t i = 0; i < count; ++i) {
       ISerializable* child = frame.node->GetChild(i);
-      const char* child_name = child ? child->GetName() : nullptr;
-      if (child_name == nullptr || key != child_name) continue;
-      if (i >= frame.filled.size()) frame.filled.resize(frame.node->GetChildCount(), false);
-      if (!frame.filled[i]) {
-        frame.filled[i] = true;
+      if (!NameIs(child, name, length)) continue;
+      if (!frame.IsFilled(i)) {
+        Fill(frame, i, count);
         frame.pending = child;
         return true;
       }
@@ -168,8 +181,32 @@ class TreeFiller : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeFi
   struct Frame {
     ISerializable* node;  // null inside a skipped value
     ISerializable* pending = nullptr;
-    std::vector<bool> filled;
+    bool list = false;     // asked once, not for every value
+    size_t unfilled = 0;   // the lowest child index not yet filled
+    uint64_t filled = 0;   // children 0-63 filled; the rest in `more`
+    std::vector<bool> more;
+
+    bool IsFilled(size_t i) const {
+      if (i < 64) return (filled >> i) & 1u;
+      return i - 64 < more.size() && more[i - 64];
+    }
   };
+
+  static bool NameIs(const ISerializable* child, const char* name, size_t length) {
+    const char* child_name = child ? child->GetName() : nullptr;
+    return child_name != nullptr && std::strlen(child_name) == length &&
+           std::memcmp(child_name, name, length) == 0;
+  }
+
+  static void Fill(Frame& frame, size_t i, size_t count) {
+    if (i < 64) {
+      frame.filled |= uint64_t{1} << i;
+    } else {
+      if (frame.more.size() <= i - 64) frame.more.resize(count - 64, false);
+      frame.more[i - 64] = true;
+    }
+    while (frame.unfilled < count && frame.IsFilled(frame.unfilled)) ++frame.unfilled;
+  }
 
   // The node that the next value goes to: the child named by the last key, a
   // new item of a list, or null for a value to skip.
@@ -180,7 +217,7 @@ class TreeFiller : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeFi
       *target = nullptr;
       return true;
     }
-    if (frame.node->IsList()) {
+    if (frame.list) {
       *target = frame.node->CreateChildByIndex(static_cast<int>(frame.node->GetChildCount()));
       if (*target == nullptr) return Fail("the list cannot create an item");
       return true;
@@ -201,7 +238,9 @@ class TreeFiller : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeFi
 
   bool Push(ISerializable* node) {
     if (m_frames.size() >= kMaxDepth) return Fail("nesting too deep");
-    m_frames.push_back(Frame{node, nullptr, {}});
+    m_frames.emplace_back();
+    m_frames.back().node = node;
+    m_frames.back().list = node != nullptr && node->IsList();
     return true;
   }
   bool Pop() {

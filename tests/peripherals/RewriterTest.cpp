@@ -64,14 +64,23 @@ TEST_F(PeripheralRewriter, ConfiguredFilterWinsOverABetterDefaultOne) {
   ASSERT_TRUE(Rewrite("Velmora HS200", 13360, 513));
   EXPECT_STREQ("from default", m_out.m_name.GetValue());
   EXPECT_TRUE(m_log.Contains(LOG_DEBUG, "A compatible filter was found in default filters list"));
+
+  // A changed text applies at the next rewrite, although the last one is kept parsed.
+  SetConfiguredFilters(Document(Filter(R"({"pid":513})", R"({"name":"changed"})")));
+  ASSERT_TRUE(Rewrite("Velmora HS200", 13360, 513));
+  EXPECT_STREQ("changed", m_out.m_name.GetValue());
 }
 
 TEST_F(PeripheralRewriter, MalformedConfiguredTextFallsBackToDefaults) {
   WriteDefaultFilters(Document(Filter(R"({"partial_name":"cam"})", R"({"type":"CAMERA"})")));
   SetConfiguredFilters("{\"filters\":[{\"in\":");
-  ASSERT_TRUE(Rewrite("Webcam"));
-  EXPECT_STREQ("CAMERA", m_out.m_type.GetValue());
-  EXPECT_TRUE(m_log.Contains(LOG_ERR, "call DeSerialize failed."));
+  for (int pass = 0; pass < 2; ++pass) {  // the second finds the text already parsed
+    ASSERT_TRUE(Rewrite("Webcam"));
+    EXPECT_STREQ("CAMERA", m_out.m_type.GetValue());
+  }
+  int failures = 0;
+  for (const CapturedLine& line : m_log.lines()) failures += line.text == "call DeSerialize failed.\n";
+  EXPECT_EQ(2, failures);
 }
 
 TEST_F(PeripheralRewriter, NoMatchCopiesTheDeviceThroughTheEdits) {

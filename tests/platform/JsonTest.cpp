@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "platform/IIntegerElement.h"
+#include "platform/IElementSerializable.h"
 #include "platform/IStringElement.h"
+#include "platform/KeyValueStringElement.h"
 #include "platform/uJson.h"
 #include "platform/SampleRecord.h"
 #include "support/LogCapture.h"
@@ -215,6 +217,37 @@ TEST(JsonRoundTrip, ChildrenSharingANameKeepTheirOrder) {
   PositionalRecord read;
   ASSERT_NE(0, uJson::DeSerializer::DeSerialize(read, text));
   EXPECT_TRUE(SameTree(written, read));
+}
+
+// Wider than the reader's one-word record of filled children; every name is
+// shared by two children, one on each side of child 64.
+TEST(JsonRead, WideRecordsFillSharedNamesInTextOrder) {
+  constexpr int kHalf = 35;
+  struct Wide : IElementSerializable {
+    KeyValueStringElement leaves[2 * kHalf];
+    Wide() {
+      for (int i = 0; i < 2 * kHalf; ++i) {
+        leaves[i].SetName(("k" + std::to_string(i % kHalf)).c_str());
+        AddChildToElementInConstructor(&leaves[i]);
+      }
+    }
+    const char* GetName() const override { return "Wide"; }
+  };
+  // Keys from the last child back: the first "kJ" met fills child J, the second child J + 35.
+  std::string text = "{";
+  for (int i = 2 * kHalf - 1; i >= 0; --i) {
+    text += "\"k" + std::to_string(i % kHalf) + "\":\"v" + std::to_string(i) + "\"";
+    text += i ? "," : "}";
+  }
+  Wide read;
+  ASSERT_NE(0, uJson::DeSerializer::DeSerialize(read, text));
+  for (int j = 0; j < kHalf; ++j) {
+    EXPECT_EQ("v" + std::to_string(j + kHalf), read.leaves[j].GetString());
+    EXPECT_EQ("v" + std::to_string(j), read.leaves[j + kHalf].GetString());
+  }
+  Wide again;  // in the writer's own order
+  ASSERT_NE(0, uJson::DeSerializer::DeSerialize(again, ToJson(read)));
+  EXPECT_TRUE(SameTree(read, again));
 }
 
 }  // namespace

@@ -2,10 +2,12 @@
 // vmCfgSchema.def so that a parameter is declared in one place only.
 #include "platform/host/config/ConfigSchema.h"
 
+#include <algorithm>
+#include <array>
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <unordered_map>
 
 #include "platform/host/config/ConfigAccess.h"
 #include "platform/vmLog.h"
@@ -33,20 +35,52 @@ const vmCfgParam kParams[] = {
 };
 #undef DM_CFG_PARAM
 
-// Every concrete path and pattern of the schema, built once.
-const std::unordered_map<std::string, const vmCfgParam*>& ParamIndex() {
-  static const auto* index = [] {
-    auto* map = new std::unordered_map<std::string, const vmCfgParam*>();
-    for (const vmCfgParam& param : kParams) {
-      (*map)[param.pattern] = &param;
-      std::string path;
-      for (int slot = 0; param.slots > 1 && slot < param.slots; ++slot) {
-        if (dmcfg::ParamPath(param, slot, &path)) (*map)[path] = &param;
-      }
-    }
-    return map;
+constexpr size_t kParamCount = sizeof kParams / sizeof kParams[0];
+
+// The schema's patterns in byte order, sorted once. A slot's path is found
+// through its pattern (its number read back as "%d"), so no path is copied:
+// an index of every slot's path cost more heap than the rest of a small
+// process's configuration use.
+const std::array<const vmCfgParam*, kParamCount>& SortedParams() {
+  static const std::array<const vmCfgParam*, kParamCount> sorted = [] {
+    std::array<const vmCfgParam*, kParamCount> params;
+    for (size_t i = 0; i < kParamCount; ++i) params[i] = &kParams[i];
+    std::sort(params.begin(), params.end(),
+              [](const vmCfgParam* a, const vmCfgParam* b) { return std::strcmp(a->pattern, b->pattern) < 0; });
+    return params;
   }();
-  return *index;
+  return sorted;
+}
+
+const vmCfgParam* FindPattern(const char* text) {
+  const auto& sorted = SortedParams();
+  const auto it = std::lower_bound(sorted.begin(), sorted.end(), text, [](const vmCfgParam* param, const char* key) {
+    return std::strcmp(param->pattern, key) < 0;
+  });
+  return it != sorted.end() && std::strcmp((*it)->pattern, text) == 0 ? *it : nullptr;
+}
+
+// The slotted parameter whose slot path is `path`: one run of digits, as
+// "%d" writes it (no sign, no leading zero), within the parameter's slots.
+const vmCfgParam* FindSlotPath(const std::string& path) {
+  char candidate[256];
+  for (size_t begin = 0; begin < path.size(); ++begin) {
+    if (!std::isdigit(static_cast<unsigned char>(path[begin]))) continue;
+    size_t end = begin;
+    while (end < path.size() && std::isdigit(static_cast<unsigned char>(path[end]))) ++end;
+    const size_t digits = end - begin;
+    if (digits <= 9 && (digits == 1 || path[begin] != '0') && path.size() + 2 < sizeof candidate) {
+      std::memcpy(candidate, path.data(), begin);
+      std::memcpy(candidate + begin, "%d", 2);
+      std::memcpy(candidate + begin + 2, path.data() + end, path.size() - end);
+      candidate[path.size() - digits + 2] = '\0';
+      const vmCfgParam* param = FindPattern(candidate);
+      const long slot = std::strtol(path.c_str() + begin, nullptr, 10);
+      if (param != nullptr && param->slots > 1 && slot < param->slots) return param;
+    }
+    begin = end;
+  }
+  return nullptr;
 }
 
 const vmCfgParam* ParamByPattern(const char* pattern) {
@@ -60,9 +94,9 @@ const vmCfgParam* ParamByPattern(const char* pattern) {
 namespace dmcfg {
 
 const vmCfgParam* FindParam(const std::string& path) {
-  const auto& index = ParamIndex();
-  const auto it = index.find(path);
-  return it == index.end() ? nullptr : it->second;
+  if (path.find('\0') != std::string::npos) return nullptr;
+  const vmCfgParam* param = FindPattern(path.c_str());
+  return param != nullptr ? param : FindSlotPath(path);
 }
 
 bool ParamPath(const vmCfgParam& param, int index, std::string* path) {

@@ -158,6 +158,10 @@ TEST_F(ConfigDatabase, EnumerationsOfTheSchema) {
   ASSERT_NE(nullptr, hw);
   EXPECT_EQ(type, vmCfgFindParameterByPath("status/peripheral/device/10/type"));
   EXPECT_EQ(nullptr, vmCfgFindParameterByPath("status/peripheral/device/11/type"));
+  for (const char* odd : {"status/peripheral/device/01/type", "status/peripheral/device/-1/type",
+                          "status/peripheral/device/%d/typ", "status/peripheral/device/1/type/"}) {
+    EXPECT_EQ(nullptr, vmCfgFindParameterByPath(odd)) << odd;
+  }
   EXPECT_EQ(nullptr, vmCfgFindParameterByPath(nullptr));
   EXPECT_EQ(VM_PERIPHERAL_TYPE_VIDEO, vmCfgStrToEnum(type, "VIDEO"));
   EXPECT_EQ(VM_PERIPHERAL_TYPE_DISPLAY, vmCfgStrToEnum(type, "DISPLAY"));
