@@ -19,6 +19,7 @@
 #include "platform/vmCfg.h"
 
 #include "bench/BenchResults.h"
+#include "bench/GroupedParams.h"
 
 namespace {
 
@@ -31,17 +32,14 @@ constexpr int kWildcardItems = 10;  // 50 reported paths in all
 
 std::string g_db_path;
 
-std::string ParamPath(int group, int index) {
-  char path[64];
-  snprintf(path, sizeof path, "bench/group/%03d/param/%02d", group, index);
-  return path;
-}
 
 // 40 plain paths and 10 items "bench/group/NNN/*/07" that each walk one
 // group of 100 parameters and match one of them.
 std::string ReportedPaths() {
   std::string list;
-  for (int i = 0; i < kPlainItems; ++i) list += "/" + ParamPath(i * 2, i % kParamsPerGroup) + ", ";
+  for (int i = 0; i < kPlainItems; ++i) {
+    list += "/" + benchresults::GroupedParamPath(i * 2, i % kParamsPerGroup) + ", ";
+  }
   for (int i = 0; i < kWildcardItems; ++i) {
     char item[64];
     snprintf(item, sizeof item, "bench/group/%03d/*/07", 90 + i);
@@ -52,25 +50,7 @@ std::string ReportedPaths() {
 }
 
 void Populate() {
-  sqlite3* db = nullptr;
-  sqlite3_open(g_db_path.c_str(), &db);
-  sqlite3_busy_timeout(db, 5000);
-  sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr);
-  sqlite3_stmt* insert = nullptr;
-  sqlite3_prepare_v2(db, "INSERT OR REPLACE INTO params(path, value) VALUES(?1, ?2)", -1, &insert, nullptr);
-  for (int g = 0; g < kGroups; ++g) {
-    for (int p = 0; p < kParamsPerGroup; ++p) {
-      const std::string path = ParamPath(g, p);
-      const std::string value = "value of " + path;
-      sqlite3_bind_text(insert, 1, path.c_str(), -1, SQLITE_TRANSIENT);
-      sqlite3_bind_text(insert, 2, value.c_str(), -1, SQLITE_TRANSIENT);
-      sqlite3_step(insert);
-      sqlite3_reset(insert);
-    }
-  }
-  sqlite3_finalize(insert);
-  sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
-  sqlite3_close(db);
+  benchresults::SeedGroupedParams(g_db_path.c_str(), kGroups, kParamsPerGroup);
   vmCfgSetParam("ems/report/periodic_status_paths", ReportedPaths().c_str());
   vmCfgSetParam("network/override/mac", "00:11:22:aa:bb:cc");
   vmCfgSetParam("network/override/ip_address", "192.0.2.10");
@@ -112,7 +92,7 @@ void BM_RawSqliteAndRapidJson(benchmark::State& state) {
   sqlite3_prepare_v2(db, "SELECT path, value FROM params WHERE path >= ?1 AND path < ?2 ORDER BY path", -1, &range,
                      nullptr);
   std::vector<std::string> plain;
-  for (int i = 0; i < kPlainItems; ++i) plain.push_back(ParamPath(i * 2, i % kParamsPerGroup));
+  for (int i = 0; i < kPlainItems; ++i) plain.push_back(benchresults::GroupedParamPath(i * 2, i % kParamsPerGroup));
   std::vector<std::pair<std::string, std::string>> prefixes;
   for (int i = 0; i < kWildcardItems; ++i) {
     char prefix[64];

@@ -21,6 +21,7 @@
 
 #include "alerts/AlertManager.h"
 #include "alerts/AlertUINotifier.h"
+#include "bench/GroupedParams.h"
 #include "devmgmt.h"
 #include "ems/EMSMessageBuilderSfb.h"
 #include "events/uDeviceManagementEvent.h"
@@ -34,38 +35,15 @@ namespace {
 
 constexpr int kGroups = 100;
 
-std::string ParamPath(int group, int index) {
-  char path[64];
-  std::snprintf(path, sizeof path, "bench/group/%03d/param/%02d", group, index);
-  return path;
-}
 
 // The same 50 reported paths whatever N (N >= 8): 40 plain ones and 10
 // wildcards over a group each, so that only the database's size differs.
 int Populate(int perGroup) {
   char probe[8];
   vmCfgGetParam("device/name", probe, sizeof probe);  // creates the database
-  sqlite3* db = nullptr;
-  if (sqlite3_open(std::getenv("VM_CFG_DB"), &db) != SQLITE_OK) return 1;
-  sqlite3_busy_timeout(db, 5000);
-  sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr);
-  sqlite3_stmt* insert = nullptr;
-  sqlite3_prepare_v2(db, "INSERT OR REPLACE INTO params(path, value) VALUES(?1, ?2)", -1, &insert, nullptr);
-  for (int g = 0; g < kGroups; ++g) {
-    for (int p = 0; p < perGroup; ++p) {
-      const std::string path = ParamPath(g, p);
-      const std::string value = "value of " + path;
-      sqlite3_bind_text(insert, 1, path.c_str(), -1, SQLITE_TRANSIENT);
-      sqlite3_bind_text(insert, 2, value.c_str(), -1, SQLITE_TRANSIENT);
-      sqlite3_step(insert);
-      sqlite3_reset(insert);
-    }
-  }
-  sqlite3_finalize(insert);
-  const bool committed = sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr) == SQLITE_OK;
-  sqlite3_close(db);
+  const bool committed = benchresults::SeedGroupedParams(std::getenv("VM_CFG_DB"), kGroups, perGroup);
   std::string paths;
-  for (int i = 0; i < 40; ++i) paths += "/" + ParamPath(i * 2, i % 8) + ", ";
+  for (int i = 0; i < 40; ++i) paths += "/" + benchresults::GroupedParamPath(i * 2, i % 8) + ", ";
   for (int i = 0; i < 10; ++i) {
     char item[64];
     std::snprintf(item, sizeof item, "bench/group/%03d/*/07", 90 + i);
