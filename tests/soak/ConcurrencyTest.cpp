@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "events/uDeviceManagementAgent.h"
+#include "events/SingletonHolder.h"
 #include "events/uDeviceManagementEventFactory.h"
 #include "state/uSystemState.h"
 #include "support/TempDatabase.h"
@@ -22,6 +23,9 @@ namespace {
 TEST(Concurrency, EventsSentFromSeveralThreadsArriveWholeAndOnce) {
   TempDatabase db;
   TestQueue emsc(VM_MQ_ID_EMSC);
+  // The sender singleton is made on first use without a lock, so a process
+  // that sends from several threads makes it before they start.
+  ASSERT_NE(nullptr, (SingletonHolder<uIPCSender, uIPCSender>::Instance()));
   constexpr int kThreads = 4;
   constexpr int kPerThread = 40;
   std::atomic<int> sent{0};
