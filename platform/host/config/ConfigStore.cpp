@@ -192,7 +192,8 @@ void ConfigStore::CloseLocked() {
   m_forked = false;
   m_statements.clear();
   m_begin = m_commit = m_rollback = m_get = m_upsert = m_delete = m_journal = m_prune = nullptr;
-  m_next = m_next_unbounded = m_next_paths = m_next_paths_unbounded = m_read_journal = m_first_kept = m_latest = nullptr;
+  m_next = m_next_unbounded = m_next_paths = m_next_paths_unbounded = nullptr;
+  m_read_journal = m_first_kept = m_latest = nullptr;
   m_db = nullptr;
   m_broken = false;
   m_readOnly = false;
