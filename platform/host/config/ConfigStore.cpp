@@ -322,25 +322,11 @@ bool ConfigStore::OpenLocked(const std::string& path) {
   m_delete = Prepare("DELETE FROM params WHERE path = ?1");
   m_journal = Prepare("INSERT INTO changes(path) VALUES(?1)");
   m_prune = Prepare("DELETE FROM changes WHERE seq <= ?1");
-  // The walk seeks to where the last batch ended (?1, at or after the
-  // prefix): bounded by the prefix alone, each batch would scan every row
-  // before it again.
-  m_next = Prepare("SELECT path, value FROM params WHERE path >= ?1 AND path < ?2 AND (?3 OR path > ?1) "
-                   "ORDER BY path LIMIT ?4");
-  m_next_unbounded =
-      Prepare("SELECT path, value FROM params WHERE path >= ?1 AND (?3 OR path > ?1) ORDER BY path LIMIT ?4");
-  // Paths alone come from the path index without visiting the table: half
-  // the pages, and no row look-up per entry.
-  m_next_paths = Prepare("SELECT path FROM params WHERE path >= ?1 AND path < ?2 AND (?3 OR path > ?1) "
-                         "ORDER BY path LIMIT ?4");
-  m_next_paths_unbounded =
-      Prepare("SELECT path FROM params WHERE path >= ?1 AND (?3 OR path > ?1) ORDER BY path LIMIT ?4");
   m_read_journal = Prepare("SELECT seq, path FROM changes WHERE seq > ?1 ORDER BY seq LIMIT ?2");
   m_first_kept = Prepare("SELECT min(seq) FROM changes");
   m_latest = Prepare("SELECT max(seq) FROM changes");
-  for (sqlite3_stmt* stmt : {m_begin, m_commit, m_rollback, m_get, m_upsert, m_journal, m_prune, m_next,
-                             m_next_unbounded, m_next_paths, m_next_paths_unbounded, m_read_journal, m_first_kept,
-                             m_latest}) {
+  for (sqlite3_stmt* stmt : {m_begin, m_commit, m_rollback, m_get, m_upsert, m_journal, m_prune, m_read_journal,
+                             m_first_kept, m_latest}) {
     if (stmt == nullptr) return false;
   }
   return true;
@@ -589,13 +575,31 @@ bool ConfigStore::InBatchOnThisThread() {
   return m_batchDepth > 0 && m_batchOwner == std::this_thread::get_id();
 }
 
+sqlite3_stmt* ConfigStore::WalkStatementLocked(bool values, bool bounded) {
+  sqlite3_stmt*& stmt =
+      values ? (bounded ? m_next : m_next_unbounded) : (bounded ? m_next_paths : m_next_paths_unbounded);
+  if (stmt != nullptr) return stmt;
+  // Prepared at the first walk, not at open: most processes never walk, and
+  // each statement holds a few KiB. A walk seeks to where its last batch
+  // ended (?1, at or after the prefix): bounded by the prefix alone, each
+  // batch would scan every row before it again. Paths alone come from the
+  // path index without visiting the table: half the pages, and no row
+  // look-up per entry.
+  std::string sql = values ? "SELECT path, value" : "SELECT path";
+  sql += " FROM params WHERE path >= ?1";
+  if (bounded) sql += " AND path < ?2";
+  sql += " AND (?3 OR path > ?1) ORDER BY path LIMIT ?4";
+  stmt = Prepare(sql.c_str());
+  return stmt;
+}
+
 int ConfigStore::Next(const std::string& prefix, const std::string& after, bool inclusive, bool values,
                       size_t limit, std::vector<std::pair<std::string, std::string>>* entries) {
   auto lock = Acquire();
   if (!EnsureOpenLocked()) return VM_CFG_ERROR;
   const std::string end = PrefixEnd(prefix);
-  sqlite3_stmt* stmt =
-      values ? (end.empty() ? m_next_unbounded : m_next) : (end.empty() ? m_next_paths_unbounded : m_next_paths);
+  sqlite3_stmt* stmt = WalkStatementLocked(values, !end.empty());
+  if (stmt == nullptr) return VM_CFG_ERROR;
   int rc;
   {
     StatementScope scope(stmt);

@@ -122,6 +122,9 @@ class ConfigStore {
   sqlite3_stmt* m_delete = nullptr;
   sqlite3_stmt* m_journal = nullptr;
   sqlite3_stmt* m_prune = nullptr;
+  // The walk's statement for reading values or paths alone, with or without
+  // an upper bound; prepared on first use. Needs the lock held.
+  sqlite3_stmt* WalkStatementLocked(bool values, bool bounded);
   sqlite3_stmt* m_next = nullptr;
   sqlite3_stmt* m_next_unbounded = nullptr;
   sqlite3_stmt* m_next_paths = nullptr;
