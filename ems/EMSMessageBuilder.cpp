@@ -3,6 +3,7 @@
 #include <openssl/crypto.h>
 
 #include <cstring>
+#include <string_view>
 
 #include "ems/EmsAuthorization.h"
 #include "platform/DmBoundary.h"
@@ -118,9 +119,9 @@ void EMSMessageBuilder::AddParamWithWildCard(std::string& path, unsigned starPos
   }
   for (const char* entry = vmCfgIterGetData(iter); entry != nullptr;
        vmCfgIterNext(iter), entry = vmCfgIterGetData(iter)) {
-    const std::string full(entry);
-    if (full.size() >= starPos && full.find(suffix, starPos) != std::string::npos) {
-      AddParamToMsg(full.c_str(), buf, size, request);
+    const std::string_view full(entry);
+    if (full.size() >= starPos && full.find(suffix, starPos) != std::string_view::npos) {
+      AddParamToMsg(entry, buf, size, request);
     }
   }
   vmCfgIterEnd(iter);

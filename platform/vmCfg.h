@@ -83,7 +83,10 @@ DM_EXPORT int vmCfgDeleteParam(const char* path);
 //   vmCfgIterEnd(it);
 // Paths are given as stored, without a leading '/'. The walk reads ahead 32
 // entries at a time: an entry written during the walk is seen when it sorts
-// after the entries already read ahead.
+// after the entries already read ahead. Values are read ahead with their
+// paths from the first vmCfgIterGetValue on (a walk that never asks for one
+// reads paths alone); an entry removed before its value was read gives
+// VM_CFG_NOT_FOUND there.
 typedef struct vmCfgIter vmCfgIter;
 DM_EXPORT vmCfgIter* vmCfgIterStartPath(const char* prefix);  // null on failure
 DM_EXPORT const char* vmCfgIterGetData(vmCfgIter* iter);  // current path; null at the end

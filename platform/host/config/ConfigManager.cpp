@@ -199,9 +199,26 @@ bool ConfigManager::startDeliveryThread() {
   if (m_wake < 0 || !PrepareWatch()) return false;
   m_stop = false;
   m_thread = std::thread([this] {
+    // A commit's log frames are written (and wake this thread) just before
+    // the commit becomes visible to readers: a wake that found nothing new
+    // is followed by shorter waits (1, 2, 4 ... ms) until the commit shows.
+    const auto cursor = [this] {
+      std::lock_guard<std::mutex> lock(m_dispatchMutex);
+      return m_cursor;
+    };
+    int wait_ms = kThreadWaitMs;
+    int woke = 0;
     while (!m_stop) {
+      const int64_t before = cursor();
       dispatchPending();
-      if (waitForChange(kThreadWaitMs) < 0) usleep(kThreadWaitMs * 1000);
+      const bool found = cursor() != before;
+      if (found || (woke == 0 && wait_ms == kThreadWaitMs)) {
+        wait_ms = kThreadWaitMs;
+      } else {
+        wait_ms = woke == 1 ? 1 : std::min(2 * wait_ms, kThreadWaitMs);
+      }
+      woke = waitForChange(wait_ms);
+      if (woke < 0) usleep(kThreadWaitMs * 1000);
     }
   });
   return true;

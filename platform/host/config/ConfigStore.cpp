@@ -192,7 +192,8 @@ void ConfigStore::CloseLocked() {
   m_forked = false;
   m_statements.clear();
   m_begin = m_commit = m_rollback = m_get = m_upsert = m_delete = m_journal = m_prune = nullptr;
-  m_next = m_next_unbounded = m_read_journal = m_first_kept = m_latest = nullptr;
+  m_next = m_next_unbounded = m_next_paths = m_next_paths_unbounded = nullptr;
+  m_read_journal = m_first_kept = m_latest = nullptr;
   m_db = nullptr;
   m_broken = false;
   m_readOnly = false;
@@ -241,6 +242,12 @@ bool ConfigStore::OpenConnection(const std::string& path, bool immutable) {
   }
   sqlite3_busy_timeout(m_db, BusyTimeoutMs());
   sqlite3_exec(m_db, "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr);
+  // Pages of the file are read through a shared map instead of being copied
+  // into this process's heap; only pages still in the write-ahead log and
+  // pages being written take the page cache, whose size is bounded so that
+  // no read's heap grows with the database.
+  sqlite3_exec(m_db, "PRAGMA mmap_size=16777216", nullptr, nullptr, nullptr);
+  sqlite3_exec(m_db, "PRAGMA cache_size=-256", nullptr, nullptr, nullptr);
   return true;
 }
 
@@ -315,17 +322,11 @@ bool ConfigStore::OpenLocked(const std::string& path) {
   m_delete = Prepare("DELETE FROM params WHERE path = ?1");
   m_journal = Prepare("INSERT INTO changes(path) VALUES(?1)");
   m_prune = Prepare("DELETE FROM changes WHERE seq <= ?1");
-  m_next = Prepare(
-      "SELECT path, value FROM params WHERE path >= ?1 AND path < ?2 AND (path > ?3 OR (?4 AND path = ?3)) "
-      "ORDER BY path LIMIT ?5");
-  m_next_unbounded = Prepare(
-      "SELECT path, value FROM params WHERE path >= ?1 AND (path > ?3 OR (?4 AND path = ?3)) "
-      "ORDER BY path LIMIT ?5");
   m_read_journal = Prepare("SELECT seq, path FROM changes WHERE seq > ?1 ORDER BY seq LIMIT ?2");
   m_first_kept = Prepare("SELECT min(seq) FROM changes");
   m_latest = Prepare("SELECT max(seq) FROM changes");
-  for (sqlite3_stmt* stmt : {m_begin, m_commit, m_rollback, m_get, m_upsert, m_journal, m_prune, m_next,
-                             m_next_unbounded, m_read_journal, m_first_kept, m_latest}) {
+  for (sqlite3_stmt* stmt : {m_begin, m_commit, m_rollback, m_get, m_upsert, m_journal, m_prune, m_read_journal,
+                             m_first_kept, m_latest}) {
     if (stmt == nullptr) return false;
   }
   return true;
@@ -574,22 +575,44 @@ bool ConfigStore::InBatchOnThisThread() {
   return m_batchDepth > 0 && m_batchOwner == std::this_thread::get_id();
 }
 
-int ConfigStore::Next(const std::string& prefix, const std::string& after, bool inclusive, size_t limit,
-                      std::vector<std::pair<std::string, std::string>>* entries) {
+sqlite3_stmt* ConfigStore::WalkStatementLocked(bool values, bool bounded) {
+  sqlite3_stmt*& stmt =
+      values ? (bounded ? m_next : m_next_unbounded) : (bounded ? m_next_paths : m_next_paths_unbounded);
+  if (stmt != nullptr) return stmt;
+  // Prepared at the first walk, not at open: most processes never walk, and
+  // each statement holds a few KiB. A walk seeks to where its last batch
+  // ended (?1, at or after the prefix): bounded by the prefix alone, each
+  // batch would scan every row before it again. Paths alone come from the
+  // path index without visiting the table: half the pages, and no row
+  // look-up per entry.
+  std::string sql = values ? "SELECT path, value" : "SELECT path";
+  sql += " FROM params WHERE path >= ?1";
+  if (bounded) sql += " AND path < ?2";
+  sql += " AND (?3 OR path > ?1) ORDER BY path LIMIT ?4";
+  stmt = Prepare(sql.c_str());
+  return stmt;
+}
+
+int ConfigStore::Next(const std::string& prefix, const std::string& after, bool inclusive, bool values,
+                      size_t limit, std::vector<std::pair<std::string, std::string>>* entries) {
   auto lock = Acquire();
   if (!EnsureOpenLocked()) return VM_CFG_ERROR;
   const std::string end = PrefixEnd(prefix);
-  sqlite3_stmt* stmt = end.empty() ? m_next_unbounded : m_next;
+  sqlite3_stmt* stmt = WalkStatementLocked(values, !end.empty());
+  if (stmt == nullptr) return VM_CFG_ERROR;
   int rc;
   {
     StatementScope scope(stmt);
-    BindText(stmt, 1, prefix);
+    // Nothing before the prefix belongs to the walk.
+    const bool fromPrefix = after < prefix;
+    BindText(stmt, 1, fromPrefix ? prefix : after);
     if (!end.empty()) BindText(stmt, 2, end);
-    BindText(stmt, 3, after);
-    sqlite3_bind_int(stmt, 4, inclusive ? 1 : 0);
-    sqlite3_bind_int64(stmt, 5, static_cast<sqlite3_int64>(limit));
+    sqlite3_bind_int(stmt, 3, fromPrefix || inclusive ? 1 : 0);
+    sqlite3_bind_int64(stmt, 4, static_cast<sqlite3_int64>(limit));
     const size_t before = entries->size();
-    while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) entries->emplace_back(ColumnText(stmt, 0), ColumnText(stmt, 1));
+    while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
+      entries->emplace_back(ColumnText(stmt, 0), values ? ColumnText(stmt, 1) : std::string());
+    }
     if (rc == SQLITE_DONE) return entries->size() > before ? VM_CFG_OK : VM_CFG_NOT_FOUND;
     if (ShouldLog("iterate", rc)) {
       DM_LOG(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Cannot iterate %s: %s", prefix.c_str(), sqlite3_errmsg(m_db));

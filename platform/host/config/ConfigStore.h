@@ -43,8 +43,9 @@ class ConfigStore {
   int Delete(const std::string& path);
   // Up to `limit` stored entries under `prefix` whose paths sort after
   // `after` (or at it when `inclusive`), in path order, appended to
-  // `entries`; VM_CFG_NOT_FOUND when there is none.
-  int Next(const std::string& prefix, const std::string& after, bool inclusive, size_t limit,
+  // `entries` (with empty values unless `values`); VM_CFG_NOT_FOUND when
+  // there is none.
+  int Next(const std::string& prefix, const std::string& after, bool inclusive, bool values, size_t limit,
            std::vector<std::pair<std::string, std::string>>* entries);
 
   // Journal entries after `after_seq`, oldest first, from at most `limit`
@@ -121,8 +122,13 @@ class ConfigStore {
   sqlite3_stmt* m_delete = nullptr;
   sqlite3_stmt* m_journal = nullptr;
   sqlite3_stmt* m_prune = nullptr;
+  // The walk's statement for reading values or paths alone, with or without
+  // an upper bound; prepared on first use. Needs the lock held.
+  sqlite3_stmt* WalkStatementLocked(bool values, bool bounded);
   sqlite3_stmt* m_next = nullptr;
   sqlite3_stmt* m_next_unbounded = nullptr;
+  sqlite3_stmt* m_next_paths = nullptr;
+  sqlite3_stmt* m_next_paths_unbounded = nullptr;
   sqlite3_stmt* m_read_journal = nullptr;
   sqlite3_stmt* m_first_kept = nullptr;
   sqlite3_stmt* m_latest = nullptr;

@@ -177,21 +177,50 @@ int GetNumber(const char* path) {
 
 // A walk reads ahead a batch of entries per statement: each statement is a
 // read transaction of its own, which costs more than the rows it returns.
+// It reads paths alone (from the path index, without visiting the rows)
+// until its caller first asks for a value; from then on it reads the values
+// with the paths, starting again at the current entry.
 struct vmCfgIter {
   static constexpr size_t kBatch = 32;
+  // Paths are short: a walk of paths reads more of them per statement.
+  static constexpr size_t kPathBatch = 128;
   std::string prefix;
+  std::string current;  // the current path, kept apart so that it survives a refill
   std::vector<std::pair<std::string, std::string>> batch;
   size_t position = 0;
   bool exhausted = false;  // the store has nothing after the batch
+  bool values = false;     // the batch holds values
+  bool vanished = false;   // the current entry was removed before its value was read
 
   bool valid() const { return position < batch.size(); }
+  size_t limit() const { return values ? kBatch : kPathBatch; }
   // Replaces the batch with the entries after `after`; VM_CFG_* result.
   int Fill(const std::string& after, bool inclusive) {
     batch.clear();
+    // Room for a whole batch from the start: a walk's heap is then the same
+    // for a small group as for a large one.
+    batch.reserve(kPathBatch + 1);
     position = 0;
-    const int rc = dmcfg::ConfigStore::Instance().Next(prefix, after, inclusive, kBatch, &batch);
-    exhausted = rc != VM_CFG_OK || batch.size() < kBatch;
+    vanished = false;
+    const int rc = dmcfg::ConfigStore::Instance().Next(prefix, after, inclusive, values, limit(), &batch);
+    exhausted = rc != VM_CFG_OK || batch.size() < limit();
     return rc;
+  }
+  // Makes the entry at `position` current.
+  void Take() {
+    if (valid()) current = batch[position].first;
+  }
+  // Reads the batch again from the current entry, with values; `current`
+  // is left as it is (the caller may hold its text).
+  int FillValues() {
+    values = true;
+    const int rc = Fill(current, true);
+    if (rc == VM_CFG_ERROR) return rc;
+    if (!valid() || batch.front().first != current) {
+      batch.insert(batch.begin(), {current, std::string()});
+      vanished = true;
+    }
+    return VM_CFG_OK;
   }
 };
 
@@ -233,17 +262,20 @@ vmCfgIter* vmCfgIterStartPath(const char* prefix) {
   if (prefix != nullptr && *prefix == '/') ++prefix;
   iter->prefix = prefix ? prefix : "";
   if (iter->Fill(iter->prefix, true) == VM_CFG_ERROR) return nullptr;
+  iter->Take();
   return iter.release();
 }
 
 const char* vmCfgIterGetData(vmCfgIter* iter) {
-  return (iter != nullptr && iter->valid()) ? iter->batch[iter->position].first.c_str() : nullptr;
+  return (iter != nullptr && iter->valid()) ? iter->current.c_str() : nullptr;
 }
 
 int vmCfgIterGetValue(vmCfgIter* iter, char* value, unsigned size) {
   if (iter == nullptr || value == nullptr || size == 0) return VM_CFG_BAD_ARG;
   value[0] = '\0';
   if (!iter->valid()) return VM_CFG_NOT_FOUND;
+  if (!iter->values && iter->FillValues() == VM_CFG_ERROR) return VM_CFG_ERROR;
+  if (iter->vanished && iter->position == 0) return VM_CFG_NOT_FOUND;
   const auto& entry = iter->batch[iter->position];
   return dmcfg::CopyOut(entry.first, entry.second, value, size);
 }
@@ -251,11 +283,15 @@ int vmCfgIterGetValue(vmCfgIter* iter, char* value, unsigned size) {
 int vmCfgIterNext(vmCfgIter* iter) {
   if (iter == nullptr) return VM_CFG_BAD_ARG;
   if (!iter->valid()) return 1;
-  if (++iter->position < iter->batch.size()) return 0;
+  if (++iter->position < iter->batch.size()) {
+    iter->Take();
+    return 0;
+  }
   if (iter->exhausted) return 1;
   const std::string last = iter->batch.back().first;
   const int rc = iter->Fill(last, false);
   if (rc == VM_CFG_ERROR) return VM_CFG_ERROR;
+  iter->Take();
   return iter->valid() ? 0 : 1;
 }
 

@@ -205,21 +205,35 @@ TEST_F(ConfigDatabase, IterationWalksAPrefixInPathOrder) {
   vmCfgIterEnd(it);
   EXPECT_EQ((std::vector<std::string>{"keys/a/10", "keys/a/2", "keys/b"}), seen);
 
-  // Walks longer than one read-ahead batch see every entry once, in order.
-  for (int i = 0; i < 100; ++i) {
+  // Walks longer than one read-ahead batch see every entry once, in order,
+  // first as paths alone, then, from the first value asked for, with values;
+  // an entry removed before its value was read has none.
+  constexpr int kMany = 300;
+  constexpr int kRemoved = 150;
+  for (int i = 0; i < kMany; ++i) {
     char path[32];
     std::snprintf(path, sizeof path, "many/%03d", i);
-    ASSERT_EQ(VM_CFG_OK, vmCfgSetParam(path, "v"));
+    ASSERT_EQ(VM_CFG_OK, vmCfgSetParam(path, path));
   }
   int count = 0;
   it = vmCfgIterStartPath("many/");
   for (const char* path = vmCfgIterGetData(it); path != nullptr; vmCfgIterNext(it), path = vmCfgIterGetData(it)) {
     char expected[32];
     std::snprintf(expected, sizeof expected, "many/%03d", count++);
-    EXPECT_STREQ(expected, path);
+    ASSERT_STREQ(expected, path);
+    if (count - 1 < kRemoved) continue;
+    char value[32];
+    if (count - 1 == kRemoved) {
+      ASSERT_EQ(VM_CFG_OK, vmCfgDeleteParam(path));
+      EXPECT_EQ(VM_CFG_NOT_FOUND, vmCfgIterGetValue(it, value, sizeof value));
+      EXPECT_STREQ(expected, vmCfgIterGetData(it));
+    } else {
+      ASSERT_EQ(VM_CFG_OK, vmCfgIterGetValue(it, value, sizeof value));
+      EXPECT_STREQ(expected, value);
+    }
   }
   vmCfgIterEnd(it);
-  EXPECT_EQ(100, count);
+  EXPECT_EQ(kMany, count);
 
   it = vmCfgIterStartPath("nothing/here/");
   ASSERT_NE(nullptr, it);
