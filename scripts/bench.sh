@@ -71,7 +71,7 @@ allocs() {  # run length
     sed -n 's/.*total heap usage: \([0-9,]*\) allocs.*/\1/p' | tr -d ,
 }
 if command -v valgrind >/dev/null; then
-  for size in 10 100; do
+  for size in 100 1000; do
     VM_CFG_DB="${scratch}/params${size}.db" "${footprint}" populate "${size}"
   done
   VM_CFG_DB="${scratch}/filters.db" "${footprint}" filters 200
@@ -80,8 +80,8 @@ if command -v valgrind >/dev/null; then
   VM_CFG_DB="${scratch}/alerts.db" "${footprint}" alerts
   massif_peak idle "${scratch}/idle.db" idle
   massif_peak alerts "${scratch}/alerts.db" alerts
-  massif_peak report_1000 "${scratch}/params10.db" report
   massif_peak report_10000 "${scratch}/params100.db" report
+  massif_peak report_100000 "${scratch}/params1000.db" report
   massif_peak rewrite_200 "${scratch}/filters.db" rewrite
   short=$(allocs 100)
   long=$(allocs 1100)

@@ -242,11 +242,9 @@ bool ConfigStore::OpenConnection(const std::string& path, bool immutable) {
   }
   sqlite3_busy_timeout(m_db, BusyTimeoutMs());
   sqlite3_exec(m_db, "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr);
-  // Pages of the file are read through a shared map instead of being copied
-  // into this process's heap; only pages still in the write-ahead log and
-  // pages being written take the page cache, whose size is bounded so that
-  // no read's heap grows with the database.
-  sqlite3_exec(m_db, "PRAGMA mmap_size=16777216", nullptr, nullptr, nullptr);
+  // A bounded page cache, so that no read's heap grows with the database;
+  // the kernel caches the file. No memory map: a damaged or truncated file
+  // must give readers an error, never SIGBUS.
   sqlite3_exec(m_db, "PRAGMA cache_size=-256", nullptr, nullptr, nullptr);
   return true;
 }
