@@ -98,17 +98,22 @@ def load_benchmarks(results):
     return medians
 
 
-def load_samples(results):
-    samples = {}
-    path = os.path.join(results, "extra.jsonl")
+def load_jsonl(results, name):
+    """The records of a JSON-lines results file, by their "name"."""
+    records = {}
+    path = os.path.join(results, name)
     if os.path.exists(path):
         with open(path) as f:
             for line in f:
                 line = line.strip()
                 if line:
                     record = json.loads(line)
-                    samples[record["name"]] = record
-    return samples
+                    records[record["name"]] = record
+    return records
+
+
+def load_samples(results):
+    return load_jsonl(results, "extra.jsonl")
 
 
 def load_sizes(results):
@@ -137,16 +142,7 @@ REPORT_GROWTH_SLACK = 8 * 1024
 
 
 def load_memory(results):
-    records = {}
-    path = os.path.join(results, "memory.jsonl")
-    if os.path.exists(path):
-        with open(path) as f:
-            for line in f:
-                line = line.strip()
-                if line:
-                    record = json.loads(line)
-                    records[record["name"]] = record
-    return records
+    return load_jsonl(results, "memory.jsonl")
 
 
 def memory_rows(memory):
