@@ -35,15 +35,20 @@ using benchresults::NowNanos;
 
 std::string g_db_path;
 
-// One raise (severity alternating, so every pass has a changed field to
-// report) and the delivery of its changes to this process's tables.
+// One raise of the benchmark's alarm, its severity alternating so that every
+// pass has a changed field to report.
+void RaiseOnce(benchmark::State& state, int i) {
+  const int rc =
+      AlertManager_SetAlert("BenchLink", "bench", 2 + (i & 1), "Link [AI1] down", "eth0", nullptr, "network", 0, 0, 0);
+  if (rc != 0) state.SkipWithError("AlertManager_SetAlert failed");
+}
+
+// One raise and the delivery of its changes to this process's tables.
 void BM_AlertManagerSetAlert(benchmark::State& state) {
   ConfigManager* changes = ConfigManager::Instance();
   int i = 0;
   for (auto _ : state) {
-    const int rc = AlertManager_SetAlert("BenchLink", "bench", 2 + (i++ & 1), "Link [AI1] down", "eth0", nullptr,
-                                         "network", 0, 0, 0);
-    if (rc != 0) state.SkipWithError("AlertManager_SetAlert failed");
+    RaiseOnce(state, i++);
     changes->dispatchPending();
   }
 }
@@ -55,9 +60,7 @@ void BM_AlertManagerSetAlertOnly(benchmark::State& state) {
   ConfigManager* changes = ConfigManager::Instance();
   int i = 0;
   for (auto _ : state) {
-    const int rc = AlertManager_SetAlert("BenchLink", "bench", 2 + (i++ & 1), "Link [AI1] down", "eth0", nullptr,
-                                         "network", 0, 0, 0);
-    if (rc != 0) state.SkipWithError("AlertManager_SetAlert failed");
+    RaiseOnce(state, i++);
     if ((i & 63) == 0) {
       state.PauseTiming();
       changes->dispatchPending();
