@@ -49,6 +49,7 @@ std::map<std::string, std::string> StoredParams(const std::string& prefix) {
   for (const char* entry = vmCfgIterGetData(iter); entry != nullptr;
        step = vmCfgIterNext(iter), entry = step < 0 ? nullptr : vmCfgIterGetData(iter)) {
     const int rc = vmCfgIterGetValue(iter, &text[0], static_cast<unsigned>(text.size()));
+    if (rc == VM_CFG_NOT_FOUND) continue;  // removed while we walked: not stored any more
     params[entry] = rc == VM_CFG_OK ? std::string(text.c_str()) : ReadParam(entry);
   }
   vmCfgIterEnd(iter);
