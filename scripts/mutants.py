@@ -151,7 +151,7 @@ def run(command, cwd, timeout=None, env=None):
     """Exit status and output; status None when the time ran out (the whole
     process group is killed, so no hung test lingers)."""
     process = subprocess.Popen(command, cwd=cwd, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-                               env=env, start_new_session=True)
+                               encoding="utf-8", errors="replace", env=env, start_new_session=True)
     try:
         out, _ = process.communicate(timeout=timeout)
         return process.returncode, out
