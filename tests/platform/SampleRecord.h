@@ -1,4 +1,4 @@
-// A record with every kind of node, shared by the serialisation tests.
+// A record with every kind of node, shared by the serialisation and IPC tests.
 #ifndef DEVMGMT_TESTS_PLATFORM_SAMPLERECORD_H_
 #define DEVMGMT_TESTS_PLATFORM_SAMPLERECORD_H_
 
@@ -9,14 +9,16 @@
 #include "platform/IStringElement.h"
 #include "platform/KeyValueStringElement.h"
 
+// A child class whose only difference is its JSON key.
+#define SAMPLE_NODE(Class, Base, key) \
+  struct Class : Base {               \
+    const char* GetName() const override { return key; } \
+  }
+
 class SampleItem : public IElementSerializable {
  public:
-  struct Label : IStringElement {
-    const char* GetName() const override { return "label"; }
-  };
-  struct Weight : IIntegerElement {
-    const char* GetName() const override { return "weight"; }
-  };
+  SAMPLE_NODE(Label, IStringElement, "label");
+  SAMPLE_NODE(Weight, IIntegerElement, "weight");
   SampleItem() {
     AddChildToElementInConstructor(&label);
     AddChildToElementInConstructor(&weight);
@@ -28,26 +30,16 @@ class SampleItem : public IElementSerializable {
 
 class SampleRecord : public IElementSerializable {
  public:
-  struct Flag : IBoolElement {
-    const char* GetName() const override { return "flag"; }
-  };
+  SAMPLE_NODE(Flag, IBoolElement, "flag");
   struct Count : IIntegerElement {
     Count() : IIntegerElement(-1) {}
     const char* GetName() const override { return "count"; }
   };
-  struct Text : IStringElement {
-    const char* GetName() const override { return "text"; }
-  };
-  struct Note : IStringElement {
-    const char* GetName() const override { return "note"; }
-  };
+  SAMPLE_NODE(Text, IStringElement, "text");
+  SAMPLE_NODE(Note, IStringElement, "note");
   struct Inner : IElementSerializable {
-    struct Level : IIntegerElement {
-      const char* GetName() const override { return "level"; }
-    };
-    struct Enabled : IBoolElement {
-      const char* GetName() const override { return "enabled"; }
-    };
+    SAMPLE_NODE(Level, IIntegerElement, "level");
+    SAMPLE_NODE(Enabled, IBoolElement, "enabled");
     Inner() {
       AddChildToElementInConstructor(&level);
       AddChildToElementInConstructor(&enabled);
@@ -60,22 +52,16 @@ class SampleRecord : public IElementSerializable {
     int getElementType() const override { return kElementOwnedList; }
     const char* GetName() const override { return "items"; }
   };
-  struct Tags : IListSerializable<KeyValueStringElement> {
-    const char* GetName() const override { return "tags"; }
-  };
+  SAMPLE_NODE(Tags, IListSerializable<KeyValueStringElement>, "tags");
 
   SampleRecord() {
-    AddChildToElementInConstructor(&flag);
-    AddChildToElementInConstructor(&count);
-    AddChildToElementInConstructor(&text);
-    AddChildToElementInConstructor(&note);
-    AddChildToElementInConstructor(&inner);
-    AddChildToElementInConstructor(&items);
-    AddChildToElementInConstructor(&tags);
+    for (ISerializable* child : std::initializer_list<ISerializable*>{&flag, &count, &text, &note, &inner, &items, &tags})
+      AddChildToElementInConstructor(child);
   }
   const char* GetName() const override { return "SampleRecord"; }
 
-  // Fills every node with values that differ from the defaults.
+  // Fills every node with values that differ from the defaults; the second
+  // item's label stays unset.
   void Fill() {
     flag.SetValue(true);
     count.SetValue(-2147483647 - 1);
@@ -86,8 +72,7 @@ class SampleRecord : public IElementSerializable {
     SampleItem* first = items.Append();
     first->label.SetValue(std::string("first"));
     first->weight.SetValue(10);
-    SampleItem* second = items.Append();  // label left unset
-    second->weight.SetValue(-3);
+    items.Append()->weight.SetValue(-3);
     tags.Append()->SetValue(std::string("red"));
     tags.Append()->SetValue(std::string(""));
   }

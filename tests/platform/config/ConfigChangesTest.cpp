@@ -1,0 +1,252 @@
+// Change notifications and write batches: what is delivered, when, to
+// whom, from this process, other threads and other processes.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/ConfigManager.h"
+#include "platform/vmCfg.h"
+#include "support/LogCapture.h"
+#include "support/TempDatabase.h"
+
+namespace {
+
+using Paths = std::vector<std::string>;
+
+// Callbacks are plain functions, so what they see is kept here.
+std::mutex g_mutex;
+std::condition_variable g_changed;
+std::vector<Paths> g_batches;
+
+int Record(char** paths, int count) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_batches.emplace_back(paths, paths + count);
+  g_changed.notify_all();
+  return 0;
+}
+
+int RecordOther(char** paths, int count) { return Record(paths, count); }
+
+std::vector<Paths> Batches() {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  return g_batches;
+}
+
+std::string Read(const char* path) {
+  char value[64];
+  return vmCfgGetParam(path, value, sizeof value) == VM_CFG_OK ? value : "<none>";
+}
+
+// What another process sees: a connection of its own.
+std::string ReadOutside(const std::string& database, const std::string& path) {
+  sqlite3* db = nullptr;
+  sqlite3_stmt* stmt = nullptr;
+  std::string value = "<none>";
+  sqlite3_open(database.c_str(), &db);
+  sqlite3_prepare_v2(db, ("SELECT value FROM params WHERE path = '" + path + "'").c_str(), -1, &stmt, nullptr);
+  if (sqlite3_step(stmt) == SQLITE_ROW) value = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
+  sqlite3_finalize(stmt);
+  sqlite3_close(db);
+  return value;
+}
+
+void WriteFromChild(const char* path, const char* value) {
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) _exit(vmCfgSetParam(path, value) == VM_CFG_OK ? 0 : 1);
+  int status = 0;
+  ASSERT_EQ(child, waitpid(child, &status, 0));
+  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+
+class ConfigManagerTest : public testing::Test {
+ protected:
+  TempDatabase db_;
+  ConfigManager* manager_ = ConfigManager::Instance();
+};
+
+TEST_F(ConfigManagerTest, WritesArriveAsOneBatchPerRegistrationInWriteOrder) {
+  ASSERT_GE(manager_->registerMultiConfigPathsChangeCallback({"/w/a", "w/b", "w/c"}, Record), 0);
+  ASSERT_GE(manager_->registerMultiConfigPathsChangeCallback({"w/c"}, RecordOther), 0);
+  LogCapture log;
+  EXPECT_EQ(-1, manager_->registerMultiConfigPathsChangeCallback({"w/a"}, nullptr));
+  EXPECT_EQ(-1, manager_->registerMultiConfigPathsChangeCallback({}, Record));
+  EXPECT_TRUE(log.Logged(VM_LOG_MODULE_PLATFORM, LOG_ERR, "ConfigManager", "registerMultiConfigPathsChangeCallback",
+                         "Refused a registration without callback or paths"));
+  for (const char* path : {"w/b", "w/a", "w/b", "w/unwatched"}) ASSERT_EQ(VM_CFG_OK, vmCfgSetParam(path, "1"));
+  EXPECT_EQ(1, manager_->dispatchPending());  // only the first registration has news
+  EXPECT_EQ(0, manager_->dispatchPending());
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("/w/c", "same value twice counts"));
+  EXPECT_EQ(2, manager_->flushChangeNotificationMsg());
+  // A deletion is announced like a write; deleting nothing is not.
+  EXPECT_EQ(VM_CFG_NOT_FOUND, vmCfgDeleteParam("w/never"));
+  ASSERT_EQ(VM_CFG_OK, vmCfgDeleteParam("/w/a"));
+  EXPECT_EQ("<none>", Read("w/a"));
+  EXPECT_EQ(1, manager_->dispatchPending());
+  EXPECT_EQ((std::vector<Paths>{{"w/b", "w/a"}, {"w/c"}, {"w/c"}, {"w/a"}}), Batches());
+}
+
+// A callback that writes and flushes is not re-entered; its writes are
+// delivered in later rounds of the same dispatch, and a callback that always
+// writes cannot keep the dispatch going for ever.
+int g_depth = 0;
+int g_max_depth = 0;
+
+int WriteBack(char** paths, int count) {
+  g_max_depth = std::max(g_max_depth, ++g_depth);
+  Record(paths, count);
+  vmCfgSetParam("loop/path", "again");
+  ConfigManager::Instance()->flushChangeNotificationMsg();
+  --g_depth;
+  return 0;
+}
+
+TEST_F(ConfigManagerTest, CallbacksThatWriteDoNotRecurseAndLoseNothing) {
+  ASSERT_GE(manager_->registerMultiConfigPathsChangeCallback({"loop/path"}, WriteBack), 0);
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("loop/path", "start"));
+  EXPECT_EQ(8, manager_->dispatchPending());
+  EXPECT_EQ(1, g_max_depth);
+  EXPECT_EQ(8, manager_->dispatchPending());  // the last write was still pending
+  EXPECT_EQ(16u, Batches().size());
+}
+
+TEST_F(ConfigManagerTest, AProcessThatFellBehindGetsEveryWatchedPath) {
+  ASSERT_GE(manager_->registerMultiConfigPathsChangeCallback({"watched/one", "watched/two"}, Record), 0);
+  // Enough writes elsewhere to prune the journal past this process's cursor.
+  for (int i = 0; i < 4700; ++i) ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("noise", std::to_string(i).c_str()));
+  LogCapture log;
+  EXPECT_EQ(1, manager_->dispatchPending());
+  EXPECT_EQ(0, manager_->dispatchPending());
+  EXPECT_EQ((std::vector<Paths>{{"watched/one", "watched/two"}}), Batches());
+  EXPECT_TRUE(log.Logged(VM_LOG_MODULE_PLATFORM, LOG_WARNING, "ConfigManager", "dispatchPending", "Missed journal"));
+}
+
+TEST_F(ConfigManagerTest, WritesOfAnotherProcessWakeAWaiterAndTheDeliveryThread) {
+  ASSERT_GE(manager_->registerMultiConfigPathsChangeCallback({"shared/key"}, Record), 0);
+  EXPECT_EQ(0, manager_->waitForChange(50));  // nothing written: a time-out
+  WriteFromChild("shared/key", "from child");
+  EXPECT_EQ(1, manager_->waitForChange(5000));
+  EXPECT_EQ(1, manager_->dispatchPending());
+  EXPECT_EQ("from child", Read("shared/key"));
+  ASSERT_TRUE(manager_->startDeliveryThread());
+  EXPECT_FALSE(manager_->startDeliveryThread());
+  WriteFromChild("shared/key", "again");
+  {
+    std::unique_lock<std::mutex> lock(g_mutex);
+    EXPECT_TRUE(g_changed.wait_for(lock, std::chrono::seconds(10), [] { return g_batches.size() == 2; }));
+  }
+  manager_->stopDeliveryThread();
+  EXPECT_EQ((std::vector<Paths>{{"shared/key"}, {"shared/key"}}), Batches());
+}
+
+// A manager made while the database cannot be read (another process is still
+// creating it) must not lose the writes made before its first dispatch.
+TEST(ConfigManagerStart, WritesBeforeTheFirstDispatchAreDeliveredEvenIfTheStartWasBlind) {
+  TempDatabase db;
+  ASSERT_EQ(VM_CFG_ERROR, vmCfgUseDatabase(db.directory().c_str()));  // unreadable for now
+  ConfigManager* manager = ConfigManager::Instance();
+  ASSERT_EQ(VM_CFG_OK, vmCfgUseDatabase(nullptr));
+  ASSERT_GE(manager->registerMultiConfigPathsChangeCallback({"early/write"}, Record), 0);
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("early/write", "1"));
+  EXPECT_EQ(1, manager->dispatchPending());
+  EXPECT_EQ((std::vector<Paths>{{"early/write"}}), Batches());
+}
+
+TEST_F(ConfigManagerTest, ConfigBatchWritesAreSeenTogetherAfterTheOutermostCommit) {
+  ASSERT_GE(manager_->registerMultiConfigPathsChangeCallback({"b/1", "b/2", "b/3"}, Record), 0);
+  ASSERT_EQ(VM_CFG_OK, vmCfgBatchBegin());
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("b/3", "rolled back"));
+  ASSERT_EQ(VM_CFG_OK, vmCfgBatchRollback());
+  ASSERT_EQ(VM_CFG_OK, vmCfgBatchBegin());
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("b/2", "two"));
+  ASSERT_EQ(VM_CFG_OK, vmCfgBatchBegin());  // nested: only the outermost commit counts
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("b/1", "one"));
+  ASSERT_EQ(VM_CFG_OK, vmCfgBatchCommit());
+  EXPECT_EQ("one", Read("b/1"));  // the batch reads its own writes
+  EXPECT_EQ("<none>", ReadOutside(db_.path(), "b/1"));
+  EXPECT_EQ(0, manager_->dispatchPending());  // held until the commit
+  ASSERT_EQ(VM_CFG_OK, vmCfgBatchCommit());  // delivers what was asked for inside
+  EXPECT_EQ("one", ReadOutside(db_.path(), "b/1"));
+  EXPECT_EQ("two", ReadOutside(db_.path(), "b/2"));
+  EXPECT_EQ((std::vector<Paths>{{"b/2", "b/1"}}), Batches());  // nothing of the rolled back one
+}
+
+TEST(ConfigBatch, ARollbackAtAnyDepthDoomsTheWholeBatch) {
+  TempDatabase db;
+  const struct {
+    int depth, rollbackAt;  // batches begun; the depth at which one is rolled back
+    bool writeAfter;        // a write after the rollback, still inside
+  } cases[] = {{1, 1, false}, {2, 2, true}, {2, 1, false}, {3, 2, true}};
+  int n = 0;
+  for (const auto& c : cases) {
+    const std::string path = "doomed/" + std::to_string(n++);
+    for (int d = 0; d < c.depth; ++d) ASSERT_EQ(VM_CFG_OK, vmCfgBatchBegin());
+    ASSERT_EQ(VM_CFG_OK, vmCfgSetParam(path.c_str(), "x"));
+    int open = c.depth;
+    for (; open > c.rollbackAt; --open) ASSERT_EQ(VM_CFG_OK, vmCfgBatchCommit());
+    ASSERT_EQ(VM_CFG_OK, vmCfgBatchRollback());
+    EXPECT_TRUE(!c.writeAfter || vmCfgSetParam((path + "/after").c_str(), "y") == VM_CFG_ERROR) << path;
+    for (--open; open > 0; --open) EXPECT_EQ(VM_CFG_ERROR, vmCfgBatchCommit()) << path;
+    EXPECT_EQ("<none>", Read(path.c_str()));
+  }
+  LogCapture log;
+  EXPECT_EQ(VM_CFG_BAD_ARG, vmCfgBatchCommit());
+  EXPECT_EQ(VM_CFG_BAD_ARG, vmCfgBatchRollback());
+  EXPECT_TRUE(log.Logged(VM_LOG_MODULE_PLATFORM, LOG_ERR, "ConfigStore", "BatchRollback", "No write batch to roll"));
+  EXPECT_EQ(VM_CFG_OK, vmCfgSetParam("after/all", "z"));  // no batch is left open
+  EXPECT_EQ("z", Read("after/all"));
+}
+
+TEST(ConfigBatch, AProcessKilledInsideABatchLeavesNothingOfIt) {
+  TempDatabase db;
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("k/before", "kept"));
+  int fds[2];
+  ASSERT_EQ(0, pipe(fds));
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    vmCfgBatchBegin();
+    for (int i = 0; i < 50; ++i) vmCfgSetParam(("k/" + std::to_string(i)).c_str(), "cut");
+    const char ready = 1;
+    if (write(fds[1], &ready, 1) != 1) _exit(1);
+    pause();
+    _exit(0);
+  }
+  char ready = 0;
+  ASSERT_EQ(1, read(fds[0], &ready, 1));
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  close(fds[0]);
+  close(fds[1]);
+  EXPECT_EQ("kept", ReadOutside(db.path(), "k/before"));
+  EXPECT_EQ("<none>", ReadOutside(db.path(), "k/0"));
+  EXPECT_EQ("<none>", ReadOutside(db.path(), "k/49"));
+  EXPECT_EQ(VM_CFG_OK, vmCfgSetParam("k/after", "written"));  // the lock went with the process
+}
+
+// Threads share the process's connection: another thread's write waits for
+// the batch and is not part of it.
+TEST(ConfigBatch, AnotherThreadsWriteIsNotPartOfTheBatch) {
+  TempDatabase db;
+  ASSERT_EQ(VM_CFG_OK, vmCfgBatchBegin());
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("t/mine", "rolled back"));
+  int rc = VM_CFG_ERROR;
+  std::thread other([&] { rc = vmCfgSetParam("t/theirs", "kept"); });
+  usleep(50000);  // the thread is waiting for the batch now (or will)
+  ASSERT_EQ(VM_CFG_OK, vmCfgBatchRollback());
+  other.join();
+  EXPECT_EQ(VM_CFG_OK, rc);
+  EXPECT_EQ("kept", Read("t/theirs"));
+  EXPECT_EQ("<none>", Read("t/mine"));
+}
+
+}  // namespace
