@@ -35,12 +35,9 @@ std::string Join(const std::string& dir, const char* name) { return dir + "/" + 
 // intermediate that is not there, so the walk reads every CAcerts entry.
 void MakeChainDirectory(const std::string& dir) {
   testpki::Key key = testpki::NewEcKey();
-  testpki::CertSpec root_spec;
-  root_spec.common_name = "root";
-  testpki::Cert root = testpki::MakeCert(key.get(), root_spec);
-  testpki::CertSpec device_spec;
-  device_spec.common_name = "device";
+  testpki::Cert root = testpki::MakeCert(key.get(), testpki::CertSpec{"root"});
   testpki::Cert middle = testpki::MakeCert(key.get(), testpki::CertSpec{"middle"});
+  testpki::CertSpec device_spec;
   device_spec.issuer = middle.get();
   device_spec.issuer_key = key.get();
   testpki::Cert device = testpki::MakeCert(key.get(), device_spec);
@@ -58,33 +55,32 @@ struct Door {
 
 std::string Input(const std::string& dir) { return Join(dir, "input"); }
 
+using DoorRun = std::function<void(const std::string& dir, const std::string& path)>;
+template <typename F>
+DoorRun OnPath(F f) {
+  return [f](const std::string&, const std::string& path) { f(path.c_str()); };
+}
+
 const Door kDoors[] = {
-    {"certificate", VM_FILE_CAP_CERTIFICATE, Input,
-     [](const std::string&, const std::string& path) { cert_crypto_destroy(get_certificate(path.c_str())); }},
-    {"pem_check", VM_FILE_CAP_CERTIFICATE, Input,
-     [](const std::string&, const std::string& path) { IsPemFile(path.c_str()); }},
-    {"der_to_pem", VM_FILE_CAP_CERTIFICATE, Input,
-     [](const std::string&, const std::string& path) { ConvertCertToPemFile(path.c_str()); }},
+    {"certificate", VM_FILE_CAP_CERTIFICATE, Input, OnPath([](const char* p) { cert_crypto_destroy(get_certificate(p)); })},
+    {"pem_check", VM_FILE_CAP_CERTIFICATE, Input, OnPath(IsPemFile)},
+    {"der_to_pem", VM_FILE_CAP_CERTIFICATE, Input, OnPath(ConvertCertToPemFile)},
     {"signing_certificate", VM_FILE_CAP_CERTIFICATE, Input,
-     [](const std::string&, const std::string& path) { SignatureVerifier().initCertificate(path); }},
-    {"signature", VM_FILE_CAP_SIGNATURE, Input,
-     [](const std::string&, const std::string& path) { SignatureVerifier().initSignature(path); }},
+     OnPath([](const char* p) { SignatureVerifier().initCertificate(p); })},
+    {"signature", VM_FILE_CAP_SIGNATURE, Input, OnPath([](const char* p) { SignatureVerifier().initSignature(p); })},
     {"signed_file", 0, Input,
-     [](const std::string& dir, const std::string& path) {
-       extract_signature(path.c_str(), Join(dir, "sig").c_str());
-     }},
-    {"digest", 0, Input,
-     [](const std::string&, const std::string& path) { SignatureVerifier().generateDigest({path}); }},
-    {"filters", VM_FILE_CAP_JSON, Input,
-     [](const std::string&, const std::string& path) {
+     [](const std::string& dir, const std::string& path) { extract_signature(path.c_str(), Join(dir, "sig").c_str()); }},
+    {"digest", 0, Input, OnPath([](const char* p) { SignatureVerifier().generateDigest({p}); })},
+    {"filters", VM_FILE_CAP_JSON, Input, OnPath([](const char* p) {
        PeripheralDeviceFiltersJson filters;
+       std::string path = p;
        PeripheralDeviceRewriter::GetFilterListFromJsonFile(path, filters);
-     }},
-    {"release", VM_FILE_CAP_JSON, Input,
-     [](const std::string&, std::string path) {
+     })},
+    {"release", VM_FILE_CAP_JSON, Input, OnPath([](const char* p) {
        ReleaseFWInfo info;
+       std::string path = p;
        GetDetailInfoFromReleaseJson(path, info);
-     }},
+     })},
     {"chain_entry", VM_FILE_CAP_CERTIFICATE,
      [](const std::string& dir) {
        MakeChainDirectory(dir);
@@ -94,16 +90,15 @@ const Door kDoors[] = {
 };
 
 enum class Kind { kFifo, kDevice, kAtCap, kOverCap };
+const char* const kKindNames[] = {"Fifo", "Device", "AtCap", "OverCap"};
 
 struct Case {
   const Door* door;
   Kind kind;
 };
 
-std::string CaseName(const testing::TestParamInfo<Case>& info) {
-  static const char* const kKinds[] = {"Fifo", "Device", "AtCap", "OverCap"};
-  return std::string(info.param.door->name) + "_" + kKinds[static_cast<int>(info.param.kind)];
-}
+// Parameters print as their names, so test listings stay short.
+void PrintTo(const Case& c, std::ostream* os) { *os << c.door->name; }
 
 std::vector<Case> AllCases() {
   std::vector<Case> cases;
@@ -117,8 +112,8 @@ std::vector<Case> AllCases() {
 
 // What a child process saw while it handed the input to a door.
 struct Outcome {
-  int refusals = 0;   // log lines that refuse a file
-  int too_large = 0;  // of which: over the cap
+  int refusals = 0;    // log lines that refuse a file
+  int too_large = 0;   // of which: over the cap
   long grown_kib = 0;  // growth of the peak resident size
 };
 
@@ -126,6 +121,10 @@ long PeakKib() {
   struct rusage usage;
   getrusage(RUSAGE_SELF, &usage);
   return usage.ru_maxrss;
+}
+
+bool Mentions(const CapturedLine& line, vmFileStatus status) {
+  return line.text.find(vmFileStatusText(status)) != std::string::npos;
 }
 
 // Runs `body` in a child that SIGALRM kills after `seconds`, so a door that
@@ -136,7 +135,6 @@ bool RunInChild(const std::function<void()>& body, unsigned seconds, Outcome* ou
   if (pipe(channel) != 0) return false;
   const pid_t child = fork();
   if (child == 0) {
-    close(channel[0]);
     Outcome seen;
     {
       LogCapture log;
@@ -146,14 +144,12 @@ bool RunInChild(const std::function<void()>& body, unsigned seconds, Outcome* ou
       alarm(0);
       seen.grown_kib = PeakKib() - before;
       for (const CapturedLine& line : log.lines()) {
-        const bool large = line.text.find(vmFileStatusText(VM_FILE_TOO_LARGE)) != std::string::npos;
-        seen.too_large += large;
-        seen.refusals += large || line.text.find(vmFileStatusText(VM_FILE_NOT_REGULAR)) != std::string::npos ||
-                         line.text.find(vmFileStatusText(VM_FILE_LINK)) != std::string::npos;
+        seen.too_large += Mentions(line, VM_FILE_TOO_LARGE);
+        seen.refusals += Mentions(line, VM_FILE_TOO_LARGE) || Mentions(line, VM_FILE_NOT_REGULAR) ||
+                         Mentions(line, VM_FILE_LINK);
       }
     }
-    const bool sent = write(channel[1], &seen, sizeof seen) == static_cast<ssize_t>(sizeof seen);
-    _exit(sent ? 0 : 1);
+    _exit(write(channel[1], &seen, sizeof seen) == static_cast<ssize_t>(sizeof seen) ? 0 : 1);
   }
   close(channel[1]);
   const bool got = read(channel[0], outcome, sizeof *outcome) == static_cast<ssize_t>(sizeof *outcome);
@@ -173,17 +169,10 @@ TEST_P(HostileInput, IsRefusedQuicklyWithoutGrowing) {
   const Kind kind = GetParam().kind;
   const std::string path = door.place(db_.directory());
   ASSERT_FALSE(HasFatalFailure());
-  switch (kind) {
-    case Kind::kFifo:
-      ASSERT_EQ(0, mkfifo(path.c_str(), 0600));
-      break;
-    case Kind::kDevice:
-      ASSERT_EQ(0, symlink("/dev/zero", path.c_str()));
-      break;
-    case Kind::kAtCap:
-    case Kind::kOverCap:
-      ASSERT_TRUE(testpki::WriteFile(path, std::string(door.cap + (kind == Kind::kOverCap), 'A')));
-      break;
+  ASSERT_TRUE(kind != Kind::kFifo || mkfifo(path.c_str(), 0600) == 0);
+  ASSERT_TRUE(kind != Kind::kDevice || symlink("/dev/zero", path.c_str()) == 0);
+  if (kind == Kind::kAtCap || kind == Kind::kOverCap) {
+    ASSERT_TRUE(testpki::WriteFile(path, std::string(door.cap + (kind == Kind::kOverCap), 'A')));
   }
   Outcome outcome;
   const bool special = kind == Kind::kFifo || kind == Kind::kDevice;
@@ -194,19 +183,31 @@ TEST_P(HostileInput, IsRefusedQuicklyWithoutGrowing) {
   EXPECT_LT(outcome.grown_kib, 32 * 1024);
 }
 
-// Parameters print as their names, so test listings stay short.
-void PrintTo(const Case& c, std::ostream* os) { *os << c.door->name; }
+INSTANTIATE_TEST_SUITE_P(Doors, HostileInput, testing::ValuesIn(AllCases()), [](const testing::TestParamInfo<Case>& info) {
+  return std::string(info.param.door->name) + "_" + kKindNames[static_cast<int>(info.param.kind)];
+});
 
-INSTANTIATE_TEST_SUITE_P(Doors, HostileInput, testing::ValuesIn(AllCases()), CaseName);
+// A file whose size the system reports as 0 (a /proc file) is still read
+// only up to its cap, and a refused or missing one leaves no bytes behind.
+TEST(FileRead, StaleSizesAreCappedWhileReadingAndRefusalsLeaveNothing) {
+  std::string out = "stale";
+  EXPECT_EQ(VM_FILE_MISSING, vmFileRead("/nonexistent/file", 100, 0, &out));
+  EXPECT_EQ("", out);
+  out = "stale";
+  EXPECT_EQ(VM_FILE_TOO_LARGE, vmFileRead("/proc/self/maps", 100, 0, &out));
+  EXPECT_EQ("", out);
+  EXPECT_EQ(VM_FILE_OK, vmFileRead("/proc/self/maps", 1 << 20, 0, &out));
+  EXPECT_GT(out.size(), 100u);
+}
 
 // Writers: a link planted at every name they write leaves its victim as it
 // was, and what they write gets its own mode under umask 000.
 struct Writer {
   const char* name;
   mode_t mode;  // of the target afterwards; 0: the writer must refuse
-  // Makes the inputs; returns the target and the names where links are planted.
-  std::function<std::string(const std::string& dir, std::vector<std::string>* planted)> prepare;
-  std::function<void(const std::string& target)> run;
+  const char* target;
+  std::vector<const char*> planted;  // names where links are planted
+  std::function<void(const std::string& dir, const std::string& target)> run;
 };
 
 // A payload, a 12-byte signature and its length trailer; longer than a
@@ -214,70 +215,40 @@ struct Writer {
 std::string SignedBytes() {
   std::string bytes = "payload of a signed file c2lnbmF0dXJl";
   bytes.push_back(12);
-  bytes.append(7, '\0');
-  return bytes;
+  return bytes.append(7, '\0');
 }
 
-std::string SignedFile(const std::string& path) {
-  EXPECT_TRUE(testpki::WriteFile(path, SignedBytes()));
-  return path;
+int EncryptSomething(const std::string&, const std::string&) {
+  char stored[256];
+  return VM_Encrypt_Path_Param("a/b", "x", stored, sizeof stored);
 }
 
 const Writer kWriters[] = {
-    {"der_to_pem", 0644,
-     [](const std::string& dir, std::vector<std::string>* planted) {
+    {"der_to_pem", 0644, "c.crt", {"c.crt_tmp"},
+     [](const std::string&, const std::string& target) {
        testpki::Key key = testpki::NewEcKey();
-       testpki::Cert cert = testpki::MakeCert(key.get(), testpki::CertSpec());
-       const std::string target = Join(dir, "c.crt");
-       EXPECT_TRUE(testpki::WriteCertDer(target, cert.get()));
-       planted->push_back(target + "_tmp");
-       return target;
-     },
-     [](const std::string& target) { ConvertCertToPemFile(target.c_str()); }},
-    {"signature_split", 0644,
-     [](const std::string& dir, std::vector<std::string>* planted) {
-       SignedFile(Join(dir, "fw.bin"));
-       planted->push_back(Join(dir, "fw.sig"));
-       return Join(dir, "fw.sig");
-     },
-     [](const std::string& target) {
-       const std::string signed_file = target.substr(0, target.size() - 3) + "bin";
-       EXPECT_EQ(0, extract_signature(signed_file.c_str(), target.c_str()));
+       EXPECT_TRUE(testpki::WriteCertDer(target, testpki::MakeCert(key.get(), testpki::CertSpec()).get()));
+       ConvertCertToPemFile(target.c_str());
      }},
-    {"signed_file_is_a_link", 0,
-     [](const std::string& dir, std::vector<std::string>* planted) {
-       planted->push_back(Join(dir, "fw.bin"));
-       return Join(dir, "fw.bin");
-     },
-     [](const std::string& target) {
+    {"signature_split", 0644, "fw.sig", {"fw.sig"},
+     [](const std::string& dir, const std::string& target) {
+       EXPECT_TRUE(testpki::WriteFile(Join(dir, "fw.bin"), SignedBytes()));
+       EXPECT_EQ(0, extract_signature(Join(dir, "fw.bin").c_str(), target.c_str()));
+     }},
+    {"signed_file_is_a_link", 0, "fw.bin", {"fw.bin"},
+     [](const std::string&, const std::string& target) {
        EXPECT_EQ(-1, extract_signature(target.c_str(), (target + ".sig").c_str()));
      }},
-    {"new_device_key", 0600,
-     [](const std::string& dir, std::vector<std::string>* planted) {
-       // Where a predictable temporary name used to be.
-       planted->push_back(Join(dir, "device.key.new.") + std::to_string(getpid()));
-       return Join(dir, "device.key");
-     },
-     [](const std::string&) {
-       char stored[256];
-       EXPECT_EQ(0, VM_Encrypt_Path_Param("a/b", "x", stored, sizeof stored));
-     }},
-    {"device_key_is_a_link", 0,
-     [](const std::string& dir, std::vector<std::string>* planted) {
-       planted->push_back(Join(dir, "device.key"));
-       return Join(dir, "device.key");
-     },
-     [](const std::string&) {
-       char stored[256];
-       EXPECT_EQ(-1, VM_Encrypt_Path_Param("a/b", "x", stored, sizeof stored));
-     }},
-    {"any_output", 0640,
-     [](const std::string& dir, std::vector<std::string>* planted) {
-       planted->push_back(Join(dir, "out"));
-       return Join(dir, "out");
-     },
-     [](const std::string& target) { EXPECT_EQ(0, vmFileWrite(target.c_str(), "new", 3, 0640, 0)); }},
+    // Where a predictable temporary name used to be.
+    {"new_device_key", 0600, "device.key", {"device.key.new.PID"},
+     [](const std::string& dir, const std::string& target) { EXPECT_EQ(0, EncryptSomething(dir, target)); }},
+    {"device_key_is_a_link", 0, "device.key", {"device.key"},
+     [](const std::string& dir, const std::string& target) { EXPECT_EQ(-1, EncryptSomething(dir, target)); }},
+    {"any_output", 0640, "out", {"out"},
+     [](const std::string&, const std::string& target) { EXPECT_EQ(0, vmFileWrite(target.c_str(), "new", 3, 0640, 0)); }},
 };
+
+void PrintTo(const Writer& writer, std::ostream* os) { *os << writer.name; }
 
 class PlantedLinks : public testing::TestWithParam<Writer> {
  protected:
@@ -289,31 +260,26 @@ class PlantedLinks : public testing::TestWithParam<Writer> {
 
 TEST_P(PlantedLinks, LeaveTheirVictimsAlone) {
   const Writer& writer = GetParam();
-  // Victims live in a folder of their own: the database folder is private.
-  const std::string victims = db_.directory() + "/victims";
+  const std::string dir = db_.directory();
+  const std::string victims = dir + "/victims";  // a folder of their own: the database folder is private
   ASSERT_EQ(0, mkdir(victims.c_str(), 0700));
   char model[64];
   ASSERT_EQ(VM_CFG_OK, vmCfgGetParam("device/model", model, sizeof model));  // seeds the key first
-  std::vector<std::string> planted;
-  const std::string target = writer.prepare(db_.directory(), &planted);
+  unlink(Join(dir, "device.key").c_str());  // the key is made afresh, or replaced by a link
   std::vector<std::string> victim_paths;
-  for (const std::string& name : planted) {
+  for (std::string name : writer.planted) {
+    if (name.find("PID") != std::string::npos) name.replace(name.find("PID"), 3, std::to_string(getpid()));
     victim_paths.push_back(victims + "/" + std::to_string(victim_paths.size()));
-    if (name.find("device.key") != std::string::npos) unlink(name.c_str());
     ASSERT_TRUE(testpki::WriteFile(victim_paths.back(), SignedBytes()));
-    ASSERT_EQ(0, symlink(victim_paths.back().c_str(), name.c_str())) << name;
+    ASSERT_EQ(0, symlink(victim_paths.back().c_str(), Join(dir, name.c_str()).c_str())) << name;
   }
-  if (writer.mode == 0600) unlink(target.c_str());  // the key is made afresh
-  writer.run(target);
+  const std::string target = Join(dir, writer.target);
+  writer.run(dir, target);
   for (const std::string& victim : victim_paths) EXPECT_EQ(SignedBytes(), testpki::ReadFile(victim));
   struct stat info;
   ASSERT_EQ(0, lstat(target.c_str(), &info));
-  if (writer.mode != 0) {
-    EXPECT_TRUE(S_ISREG(info.st_mode));
-    EXPECT_EQ(writer.mode, info.st_mode & 07777);
-  }
-  // No temporary file is left behind.
-  DIR* folder = opendir(db_.directory().c_str());
+  EXPECT_TRUE(writer.mode == 0 || (S_ISREG(info.st_mode) && writer.mode == (info.st_mode & 07777)));
+  DIR* folder = opendir(dir.c_str());  // no temporary file is left behind
   ASSERT_NE(nullptr, folder);
   while (const dirent* entry = readdir(folder)) {
     EXPECT_TRUE(entry->d_name[0] != '.' || !std::strcmp(entry->d_name, ".") || !std::strcmp(entry->d_name, ".."))
@@ -321,8 +287,6 @@ TEST_P(PlantedLinks, LeaveTheirVictimsAlone) {
   }
   closedir(folder);
 }
-
-void PrintTo(const Writer& writer, std::ostream* os) { *os << writer.name; }
 
 INSTANTIATE_TEST_SUITE_P(Writers, PlantedLinks, testing::ValuesIn(kWriters),
                          [](const testing::TestParamInfo<Writer>& info) { return std::string(info.param.name); });
@@ -335,10 +299,8 @@ struct Tamper {
   std::function<std::string(const std::string& dir)> apply;  // returns the path the refusal names
 };
 
-constexpr uid_t kOtherUser = 12345;
-
 std::string GiveAway(const std::string& path) {
-  EXPECT_EQ(0, chown(path.c_str(), kOtherUser, kOtherUser));
+  EXPECT_EQ(0, chown(path.c_str(), 12345, 12345));
   return path;
 }
 
@@ -349,8 +311,10 @@ std::string OpenUp(const std::string& path, mode_t mode) {
 
 const Tamper kTampers[] = {
     {"shared_folder", false, [](const std::string& dir) { return OpenUp(dir, 0777); }},
-    {"foreign_folder", true, [](const std::string& dir) { return GiveAway(dir); }},
-    {"open_key", false, [](const std::string& dir) { return OpenUp(Join(dir, "device.key"), 0644); }},
+    {"group_writable_folder", false, [](const std::string& dir) { return OpenUp(dir, 0720); }},
+    {"foreign_folder", true, GiveAway},
+    {"open_key", false, [](const std::string& dir) { return OpenUp(Join(dir, "device.key"), 0604); }},
+    {"group_key", false, [](const std::string& dir) { return OpenUp(Join(dir, "device.key"), 0640); }},
     {"foreign_key", true, [](const std::string& dir) { return GiveAway(Join(dir, "device.key")); }},
     {"key_link", false,
      [](const std::string& dir) {
@@ -361,12 +325,12 @@ const Tamper kTampers[] = {
      }},
     {"no_location", false,
      [](const std::string&) {
-       unsetenv("VM_CFG_DB");
-       unsetenv("XDG_STATE_HOME");
-       unsetenv("HOME");
+       for (const char* name : {"VM_CFG_DB", "XDG_STATE_HOME", "HOME"}) unsetenv(name);
        return std::string("VM_CFG_DB, XDG_STATE_HOME or HOME");
      }},
 };
+
+void PrintTo(const Tamper& tamper, std::ostream* os) { *os << tamper.name; }
 
 class TamperedStore : public testing::TestWithParam<Tamper> {
  protected:
@@ -382,14 +346,10 @@ TEST_P(TamperedStore, IsRefusedWithThePathAndTheFix) {
   ASSERT_EQ(0, VM_Decrypt_Param(stored.c_str(), plain, sizeof plain));
   const std::string named = GetParam().apply(db_.directory());
   LogCapture log;
-  const bool usable =
-      vmCfgUseDatabase(nullptr) == VM_CFG_OK && VM_Decrypt_Param(stored.c_str(), plain, sizeof plain) == 0;
-  EXPECT_FALSE(usable);
+  EXPECT_FALSE(vmCfgUseDatabase(nullptr) == VM_CFG_OK && VM_Decrypt_Param(stored.c_str(), plain, sizeof plain) == 0);
   EXPECT_TRUE(log.Contains(LOG_ERR, named));
   chmod(db_.directory().c_str(), 0700);
 }
-
-void PrintTo(const Tamper& tamper, std::ostream* os) { *os << tamper.name; }
 
 INSTANTIATE_TEST_SUITE_P(Places, TamperedStore, testing::ValuesIn(kTampers),
                          [](const testing::TestParamInfo<Tamper>& info) { return std::string(info.param.name); });
