@@ -2,7 +2,6 @@
 // whom, from this process, other threads and other processes.
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "platform/ConfigManager.h"
+#include "platform/config/RawSql.h"
 #include "platform/vmCfg.h"
 #include "support/LogCapture.h"
 #include "support/TempDatabase.h"
@@ -46,17 +46,8 @@ std::string Read(const char* path) {
   return vmCfgGetParam(path, value, sizeof value) == VM_CFG_OK ? value : "<none>";
 }
 
-// What another process sees: a connection of its own.
 std::string ReadOutside(const std::string& database, const std::string& path) {
-  sqlite3* db = nullptr;
-  sqlite3_stmt* stmt = nullptr;
-  std::string value = "<none>";
-  sqlite3_open(database.c_str(), &db);
-  sqlite3_prepare_v2(db, ("SELECT value FROM params WHERE path = '" + path + "'").c_str(), -1, &stmt, nullptr);
-  if (sqlite3_step(stmt) == SQLITE_ROW) value = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
-  sqlite3_finalize(stmt);
-  sqlite3_close(db);
-  return value;
+  return RawSql(database, "SELECT value FROM params WHERE path = '" + path + "'");
 }
 
 void WriteFromChild(const char* path, const char* value) {

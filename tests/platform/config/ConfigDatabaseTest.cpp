@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "alerts/AlertManager.h"
+#include "platform/config/RawSql.h"
 #include "platform/vmCfg.h"
 #include "support/LogCapture.h"
 #include "support/TempDatabase.h"
@@ -53,16 +54,8 @@ TEST_F(ConfigDatabase, ValuesDefaultsAndMissingPathsInAPrivatePlainTable) {
   ASSERT_EQ(0, stat(db_.path().c_str(), &info));
   EXPECT_EQ(0600u, info.st_mode & 0777);
   // Operators see a plain path/value table in WAL mode.
-  sqlite3* raw = nullptr;
-  ASSERT_EQ(SQLITE_OK, sqlite3_open(db_.path().c_str(), &raw));
-  for (const char* sql : {"SELECT count(*) FROM params WHERE path = 'a/b' AND value = ''", "PRAGMA journal_mode"}) {
-    sqlite3_stmt* stmt = nullptr;
-    ASSERT_EQ(SQLITE_OK, sqlite3_prepare_v2(raw, sql, -1, &stmt, nullptr));
-    ASSERT_EQ(SQLITE_ROW, sqlite3_step(stmt));
-    EXPECT_STREQ(sql[0] == 'P' ? "wal" : "1", reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0)));
-    sqlite3_finalize(stmt);
-  }
-  sqlite3_close(raw);
+  EXPECT_EQ("1", RawSql(db_.path(), "SELECT count(*) FROM params WHERE path = 'a/b' AND value = ''"));
+  EXPECT_EQ("wal", RawSql(db_.path(), "PRAGMA journal_mode"));
 }
 
 TEST_F(ConfigDatabase, BadArgumentsAndSizeEdgesFailWithOneAttributedLine) {
@@ -100,10 +93,7 @@ TEST_F(ConfigDatabase, BadArgumentsAndSizeEdgesFailWithOneAttributedLine) {
   EXPECT_EQ(VM_CFG_BAD_ARG, s2362(9, 0));
   EXPECT_TRUE(LoggedByCfg(log_, LOG_ERR, "SetInt", "9 is not a value of status/alarm/%d/ui_notification"));
   // A stored number that is not one reads as the default, with a line.
-  sqlite3* raw = nullptr;
-  ASSERT_EQ(SQLITE_OK, sqlite3_open(db_.path().c_str(), &raw));
-  ASSERT_EQ(SQLITE_OK, sqlite3_exec(raw, "INSERT INTO params VALUES('status/alarm/2/severity', 'x')", 0, 0, 0));
-  sqlite3_close(raw);
+  ASSERT_EQ("<none>", RawSql(db_.path(), "INSERT INTO params VALUES('status/alarm/2/severity', 'x')"));
   EXPECT_EQ(0, g678(2));
   EXPECT_TRUE(LoggedByCfg(log_, LOG_ERR, "GetInt", "Stored value of status/alarm/2/severity is not of its type"));
 }

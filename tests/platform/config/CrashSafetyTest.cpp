@@ -2,7 +2,6 @@
 // the integrity check and holds every write that reported success.
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/config/RawSql.h"
 #include "platform/vmCfg.h"
 #include "support/TempDatabase.h"
 
@@ -48,14 +48,7 @@ TEST(ConfigCrashSafety, KilledWriterLosesNothingThatWasAcknowledged) {
     } while (read(fds[0], &value, sizeof value) == static_cast<ssize_t>(sizeof value));
     close(fds[0]);
   }
-  sqlite3* raw = nullptr;
-  sqlite3_stmt* check = nullptr;
-  ASSERT_EQ(SQLITE_OK, sqlite3_open(db.path().c_str(), &raw));
-  ASSERT_EQ(SQLITE_OK, sqlite3_prepare_v2(raw, "PRAGMA integrity_check", -1, &check, nullptr));
-  ASSERT_EQ(SQLITE_ROW, sqlite3_step(check));
-  EXPECT_STREQ("ok", reinterpret_cast<const char*>(sqlite3_column_text(check, 0)));
-  sqlite3_finalize(check);
-  sqlite3_close(raw);
+  EXPECT_EQ("ok", RawSql(db.path(), "PRAGMA integrity_check"));
   for (size_t i = 1; i < acknowledged.size(); ++i) {
     char stored[16];
     const std::string value = std::to_string(acknowledged[i]);
