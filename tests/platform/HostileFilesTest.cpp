@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <functional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -48,48 +47,39 @@ void MakeChainDirectory(const std::string& dir) {
 
 struct Door {
   const char* name;
-  size_t cap;  // 0: streamed, no cap
-  std::function<std::string(const std::string& dir)> place;  // where the input goes
-  std::function<void(const std::string& dir, const std::string& path)> run;
+  size_t cap;         // 0: streamed, no cap
+  const char* input;  // where the input goes, in the test's folder
+  void (*run)(const std::string& dir);
 };
 
-std::string Input(const std::string& dir) { return Join(dir, "input"); }
-
-using DoorRun = std::function<void(const std::string& dir, const std::string& path)>;
-template <typename F>
-DoorRun OnPath(F f) {
-  return [f](const std::string&, const std::string& path) { f(path.c_str()); };
-}
+std::string In(const std::string& dir) { return Join(dir, "input"); }
 
 const Door kDoors[] = {
-    {"certificate", VM_FILE_CAP_CERTIFICATE, Input, OnPath([](const char* p) { cert_crypto_destroy(get_certificate(p)); })},
-    {"pem_check", VM_FILE_CAP_CERTIFICATE, Input, OnPath(IsPemFile)},
-    {"der_to_pem", VM_FILE_CAP_CERTIFICATE, Input, OnPath(ConvertCertToPemFile)},
-    {"signing_certificate", VM_FILE_CAP_CERTIFICATE, Input,
-     OnPath([](const char* p) { SignatureVerifier().initCertificate(p); })},
-    {"signature", VM_FILE_CAP_SIGNATURE, Input, OnPath([](const char* p) { SignatureVerifier().initSignature(p); })},
-    {"signed_file", 0, Input,
-     [](const std::string& dir, const std::string& path) { extract_signature(path.c_str(), Join(dir, "sig").c_str()); }},
-    {"digest", 0, Input, OnPath([](const char* p) { SignatureVerifier().generateDigest({p}); })},
-    {"filters", VM_FILE_CAP_JSON, Input, OnPath([](const char* p) {
+    {"certificate", VM_FILE_CAP_CERTIFICATE, "input",
+     [](const std::string& d) { cert_crypto_destroy(get_certificate(In(d).c_str())); }},
+    {"pem_check", VM_FILE_CAP_CERTIFICATE, "input", [](const std::string& d) { IsPemFile(In(d).c_str()); }},
+    {"der_to_pem", VM_FILE_CAP_CERTIFICATE, "input", [](const std::string& d) { ConvertCertToPemFile(In(d).c_str()); }},
+    {"signing_certificate", VM_FILE_CAP_CERTIFICATE, "input",
+     [](const std::string& d) { SignatureVerifier().initCertificate(In(d)); }},
+    {"signature", VM_FILE_CAP_SIGNATURE, "input", [](const std::string& d) { SignatureVerifier().initSignature(In(d)); }},
+    {"signed_file", 0, "input", [](const std::string& d) { extract_signature(In(d).c_str(), Join(d, "sig").c_str()); }},
+    {"digest", 0, "input", [](const std::string& d) { SignatureVerifier().generateDigest({In(d)}); }},
+    {"filters", VM_FILE_CAP_JSON, "input",
+     [](const std::string& d) {
        PeripheralDeviceFiltersJson filters;
-       std::string path = p;
+       std::string path = In(d);
        PeripheralDeviceRewriter::GetFilterListFromJsonFile(path, filters);
-     })},
-    {"release", VM_FILE_CAP_JSON, Input, OnPath([](const char* p) {
+     }},
+    {"release", VM_FILE_CAP_JSON, "input",
+     [](const std::string& d) {
        ReleaseFWInfo info;
-       std::string path = p;
+       std::string path = In(d);
        GetDetailInfoFromReleaseJson(path, info);
-     })},
-    {"chain_entry", VM_FILE_CAP_CERTIFICATE,
-     [](const std::string& dir) {
-       MakeChainDirectory(dir);
-       return Join(dir, "CAcerts/entry");
-     },
-     [](const std::string& dir, const std::string&) { check_local_cert_chain(dir.c_str()); }},
+     }},
+    {"chain_entry", VM_FILE_CAP_CERTIFICATE, "CAcerts/entry", [](const std::string& d) { check_local_cert_chain(d.c_str()); }},
 };
 
-enum class Kind { kFifo, kDevice, kAtCap, kOverCap };
+enum Kind { kFifo, kDevice, kAtCap, kOverCap };
 const char* const kKindNames[] = {"Fifo", "Device", "AtCap", "OverCap"};
 
 struct Case {
@@ -103,18 +93,16 @@ void PrintTo(const Case& c, std::ostream* os) { *os << c.door->name; }
 std::vector<Case> AllCases() {
   std::vector<Case> cases;
   for (const Door& door : kDoors) {
-    for (Kind kind : {Kind::kFifo, Kind::kDevice, Kind::kAtCap, Kind::kOverCap}) {
-      if (door.cap > 0 || kind == Kind::kFifo || kind == Kind::kDevice) cases.push_back({&door, kind});
+    for (Kind kind : {kFifo, kDevice, kAtCap, kOverCap}) {
+      if (door.cap > 0 || kind <= kDevice) cases.push_back({&door, kind});
     }
   }
   return cases;
 }
 
-// What a child process saw while it handed the input to a door.
-struct Outcome {
-  int refusals = 0;    // log lines that refuse a file
-  int too_large = 0;   // of which: over the cap
-  long grown_kib = 0;  // growth of the peak resident size
+class HostileInput : public testing::TestWithParam<Case> {
+ protected:
+  TempDatabase db_;
 };
 
 long PeakKib() {
@@ -123,64 +111,46 @@ long PeakKib() {
   return usage.ru_maxrss;
 }
 
-bool Mentions(const CapturedLine& line, vmFileStatus status) {
-  return line.text.find(vmFileStatusText(status)) != std::string::npos;
-}
-
-// Runs `body` in a child that SIGALRM kills after `seconds`, so a door that
-// blocks fails the test instead of hanging it. False when the child did not
-// finish cleanly.
-bool RunInChild(const std::function<void()>& body, unsigned seconds, Outcome* outcome) {
-  int channel[2];
-  if (pipe(channel) != 0) return false;
-  const pid_t child = fork();
-  if (child == 0) {
-    Outcome seen;
-    {
-      LogCapture log;
-      const long before = PeakKib();
-      alarm(seconds);
-      body();
-      alarm(0);
-      seen.grown_kib = PeakKib() - before;
-      for (const CapturedLine& line : log.lines()) {
-        seen.too_large += Mentions(line, VM_FILE_TOO_LARGE);
-        seen.refusals += Mentions(line, VM_FILE_TOO_LARGE) || Mentions(line, VM_FILE_NOT_REGULAR) ||
-                         Mentions(line, VM_FILE_LINK);
-      }
-    }
-    _exit(write(channel[1], &seen, sizeof seen) == static_cast<ssize_t>(sizeof seen) ? 0 : 1);
-  }
-  close(channel[1]);
-  const bool got = read(channel[0], outcome, sizeof *outcome) == static_cast<ssize_t>(sizeof *outcome);
-  close(channel[0]);
-  int status = 0;
-  waitpid(child, &status, 0);
-  return got && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
-
-class HostileInput : public testing::TestWithParam<Case> {
- protected:
-  TempDatabase db_;
-};
-
+// The door runs in a child that SIGALRM kills if it blocks; the child sends
+// back how many lines refused the file, how many of them for its size, and
+// how much its peak memory grew.
 TEST_P(HostileInput, IsRefusedQuicklyWithoutGrowing) {
   const Door& door = *GetParam().door;
   const Kind kind = GetParam().kind;
-  const std::string path = door.place(db_.directory());
-  ASSERT_FALSE(HasFatalFailure());
-  ASSERT_TRUE(kind != Kind::kFifo || mkfifo(path.c_str(), 0600) == 0);
-  ASSERT_TRUE(kind != Kind::kDevice || symlink("/dev/zero", path.c_str()) == 0);
-  if (kind == Kind::kAtCap || kind == Kind::kOverCap) {
-    ASSERT_TRUE(testpki::WriteFile(path, std::string(door.cap + (kind == Kind::kOverCap), 'A')));
+  if (std::strchr(door.input, '/') != nullptr) MakeChainDirectory(db_.directory());
+  const std::string path = Join(db_.directory(), door.input);
+  ASSERT_TRUE(kind != kFifo || mkfifo(path.c_str(), 0600) == 0);
+  ASSERT_TRUE(kind != kDevice || symlink("/dev/zero", path.c_str()) == 0);
+  ASSERT_TRUE(kind <= kDevice || testpki::WriteFile(path, std::string(door.cap + (kind == kOverCap), 'A')));
+  int channel[2];
+  ASSERT_EQ(0, pipe(channel));
+  const pid_t child = fork();
+  if (child == 0) {
+    long seen[3] = {0, 0, PeakKib()};  // refusals, too large, peak growth
+    {
+      LogCapture log;
+      alarm(kind <= kDevice ? 1 : 20);
+      door.run(db_.directory());
+      alarm(0);
+      for (const CapturedLine& line : log.lines()) {
+        auto mentions = [&](vmFileStatus status) { return line.text.find(vmFileStatusText(status)) != std::string::npos; };
+        seen[0] += mentions(VM_FILE_TOO_LARGE) || mentions(VM_FILE_NOT_REGULAR) || mentions(VM_FILE_LINK);
+        seen[1] += mentions(VM_FILE_TOO_LARGE);
+      }
+    }
+    seen[2] = PeakKib() - seen[2];
+    _exit(write(channel[1], seen, sizeof seen) == static_cast<ssize_t>(sizeof seen) ? 0 : 1);
   }
-  Outcome outcome;
-  const bool special = kind == Kind::kFifo || kind == Kind::kDevice;
-  ASSERT_TRUE(RunInChild([&] { door.run(db_.directory(), path); }, special ? 1 : 20, &outcome))
-      << "the door blocked or crashed";
-  EXPECT_EQ(kind == Kind::kAtCap ? 0 : 1, outcome.refusals);
-  EXPECT_EQ(kind == Kind::kOverCap ? 1 : 0, outcome.too_large);
-  EXPECT_LT(outcome.grown_kib, 32 * 1024);
+  close(channel[1]);
+  long seen[3];
+  int status = 0;
+  const bool got = read(channel[0], seen, sizeof seen) == static_cast<ssize_t>(sizeof seen);
+  close(channel[0]);
+  waitpid(child, &status, 0);
+  ASSERT_TRUE(got && WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the door blocked or crashed";
+  EXPECT_EQ(kind == kAtCap ? 0 : 1, seen[0]);
+  EXPECT_EQ(kind == kOverCap ? 1 : 0, seen[1]);
+  EXPECT_LT(seen[2], 32 * 1024);
 }
 
 INSTANTIATE_TEST_SUITE_P(Doors, HostileInput, testing::ValuesIn(AllCases()), [](const testing::TestParamInfo<Case>& info) {
@@ -200,51 +170,47 @@ TEST(FileRead, StaleSizesAreCappedWhileReadingAndRefusalsLeaveNothing) {
   EXPECT_GT(out.size(), 100u);
 }
 
-// Writers: a link planted at every name they write leaves its victim as it
+// Writers: a link planted at the name they write leaves its victim as it
 // was, and what they write gets its own mode under umask 000.
 struct Writer {
   const char* name;
-  mode_t mode;  // of the target afterwards; 0: the writer must refuse
-  const char* target;
-  std::vector<const char*> planted;  // names where links are planted
-  std::function<void(const std::string& dir, const std::string& target)> run;
+  mode_t mode;          // of the target afterwards; 0: the writer must refuse
+  const char* target;   // in the test's folder
+  const char* planted;  // where a link is planted; "PID" stands for the process id
+  void (*run)(const std::string& dir, const std::string& target);
 };
 
 // A payload, a 12-byte signature and its length trailer; longer than a
 // device key, so a key read through a link would be taken.
-std::string SignedBytes() {
-  std::string bytes = "payload of a signed file c2lnbmF0dXJl";
-  bytes.push_back(12);
-  return bytes.append(7, '\0');
-}
+const std::string kSignedBytes = std::string("payload of a signed file c2lnbmF0dXJl\x0c") + std::string(7, '\0');
 
-int EncryptSomething(const std::string&, const std::string&) {
+int EncryptSomething() {
   char stored[256];
   return VM_Encrypt_Path_Param("a/b", "x", stored, sizeof stored);
 }
 
 const Writer kWriters[] = {
-    {"der_to_pem", 0644, "c.crt", {"c.crt_tmp"},
+    {"der_to_pem", 0644, "c.crt", "c.crt_tmp",
      [](const std::string&, const std::string& target) {
        testpki::Key key = testpki::NewEcKey();
        EXPECT_TRUE(testpki::WriteCertDer(target, testpki::MakeCert(key.get(), testpki::CertSpec()).get()));
        ConvertCertToPemFile(target.c_str());
      }},
-    {"signature_split", 0644, "fw.sig", {"fw.sig"},
+    {"signature_split", 0644, "fw.sig", "fw.sig",
      [](const std::string& dir, const std::string& target) {
-       EXPECT_TRUE(testpki::WriteFile(Join(dir, "fw.bin"), SignedBytes()));
+       EXPECT_TRUE(testpki::WriteFile(Join(dir, "fw.bin"), kSignedBytes));
        EXPECT_EQ(0, extract_signature(Join(dir, "fw.bin").c_str(), target.c_str()));
      }},
-    {"signed_file_is_a_link", 0, "fw.bin", {"fw.bin"},
+    {"signed_file_is_a_link", 0, "fw.bin", "fw.bin",
      [](const std::string&, const std::string& target) {
        EXPECT_EQ(-1, extract_signature(target.c_str(), (target + ".sig").c_str()));
      }},
     // Where a predictable temporary name used to be.
-    {"new_device_key", 0600, "device.key", {"device.key.new.PID"},
-     [](const std::string& dir, const std::string& target) { EXPECT_EQ(0, EncryptSomething(dir, target)); }},
-    {"device_key_is_a_link", 0, "device.key", {"device.key"},
-     [](const std::string& dir, const std::string& target) { EXPECT_EQ(-1, EncryptSomething(dir, target)); }},
-    {"any_output", 0640, "out", {"out"},
+    {"new_device_key", 0600, "device.key", "device.key.new.PID",
+     [](const std::string&, const std::string&) { EXPECT_EQ(0, EncryptSomething()); }},
+    {"device_key_is_a_link", 0, "device.key", "device.key",
+     [](const std::string&, const std::string&) { EXPECT_EQ(-1, EncryptSomething()); }},
+    {"any_output", 0640, "out", "out",
      [](const std::string&, const std::string& target) { EXPECT_EQ(0, vmFileWrite(target.c_str(), "new", 3, 0640, 0)); }},
 };
 
@@ -261,27 +227,23 @@ class PlantedLinks : public testing::TestWithParam<Writer> {
 TEST_P(PlantedLinks, LeaveTheirVictimsAlone) {
   const Writer& writer = GetParam();
   const std::string dir = db_.directory();
-  const std::string victims = dir + "/victims";  // a folder of their own: the database folder is private
-  ASSERT_EQ(0, mkdir(victims.c_str(), 0700));
+  const std::string victim = dir + "/victims/0";  // a folder of their own: the database folder is private
+  ASSERT_EQ(0, mkdir((dir + "/victims").c_str(), 0700));
+  ASSERT_TRUE(testpki::WriteFile(victim, kSignedBytes));
   char model[64];
   ASSERT_EQ(VM_CFG_OK, vmCfgGetParam("device/model", model, sizeof model));  // seeds the key first
   unlink(Join(dir, "device.key").c_str());  // the key is made afresh, or replaced by a link
-  std::vector<std::string> victim_paths;
-  for (std::string name : writer.planted) {
-    if (name.find("PID") != std::string::npos) name.replace(name.find("PID"), 3, std::to_string(getpid()));
-    victim_paths.push_back(victims + "/" + std::to_string(victim_paths.size()));
-    ASSERT_TRUE(testpki::WriteFile(victim_paths.back(), SignedBytes()));
-    ASSERT_EQ(0, symlink(victim_paths.back().c_str(), Join(dir, name.c_str()).c_str())) << name;
-  }
+  std::string planted = writer.planted;
+  if (planted.find("PID") != std::string::npos) planted.replace(planted.find("PID"), 3, std::to_string(getpid()));
+  ASSERT_EQ(0, symlink(victim.c_str(), Join(dir, planted.c_str()).c_str()));
   const std::string target = Join(dir, writer.target);
   writer.run(dir, target);
-  for (const std::string& victim : victim_paths) EXPECT_EQ(SignedBytes(), testpki::ReadFile(victim));
+  EXPECT_EQ(kSignedBytes, testpki::ReadFile(victim));
   struct stat info;
   ASSERT_EQ(0, lstat(target.c_str(), &info));
   EXPECT_TRUE(writer.mode == 0 || (S_ISREG(info.st_mode) && writer.mode == (info.st_mode & 07777)));
   DIR* folder = opendir(dir.c_str());  // no temporary file is left behind
-  ASSERT_NE(nullptr, folder);
-  while (const dirent* entry = readdir(folder)) {
+  while (const dirent* entry = folder ? readdir(folder) : nullptr) {
     EXPECT_TRUE(entry->d_name[0] != '.' || !std::strcmp(entry->d_name, ".") || !std::strcmp(entry->d_name, ".."))
         << entry->d_name;
   }
@@ -295,40 +257,14 @@ INSTANTIATE_TEST_SUITE_P(Writers, PlantedLinks, testing::ValuesIn(kWriters),
 // may change them, and there is no shared fallback location.
 struct Tamper {
   const char* name;
-  bool needs_root;  // only root can give a file to another user
-  std::function<std::string(const std::string& dir)> apply;  // returns the path the refusal names
+  const char* file;  // in the database folder, "" the folder itself; null: no location is set at all
+  int mode;          // given to it; 0: given to another user instead (needs root); -1: a link put there
 };
 
-std::string GiveAway(const std::string& path) {
-  EXPECT_EQ(0, chown(path.c_str(), 12345, 12345));
-  return path;
-}
-
-std::string OpenUp(const std::string& path, mode_t mode) {
-  EXPECT_EQ(0, chmod(path.c_str(), mode));
-  return path;
-}
-
-const Tamper kTampers[] = {
-    {"shared_folder", false, [](const std::string& dir) { return OpenUp(dir, 0777); }},
-    {"group_writable_folder", false, [](const std::string& dir) { return OpenUp(dir, 0720); }},
-    {"foreign_folder", true, GiveAway},
-    {"open_key", false, [](const std::string& dir) { return OpenUp(Join(dir, "device.key"), 0604); }},
-    {"group_key", false, [](const std::string& dir) { return OpenUp(Join(dir, "device.key"), 0640); }},
-    {"foreign_key", true, [](const std::string& dir) { return GiveAway(Join(dir, "device.key")); }},
-    {"key_link", false,
-     [](const std::string& dir) {
-       const std::string key = Join(dir, "device.key");
-       EXPECT_EQ(0, rename(key.c_str(), Join(dir, "moved.key").c_str()));
-       EXPECT_EQ(0, symlink("moved.key", key.c_str()));
-       return key;
-     }},
-    {"no_location", false,
-     [](const std::string&) {
-       for (const char* name : {"VM_CFG_DB", "XDG_STATE_HOME", "HOME"}) unsetenv(name);
-       return std::string("VM_CFG_DB, XDG_STATE_HOME or HOME");
-     }},
-};
+const Tamper kTampers[] = {{"shared_folder", "", 0777},         {"group_writable_folder", "", 0720},
+                           {"foreign_folder", "", 0},           {"open_key", "device.key", 0604},
+                           {"group_key", "device.key", 0640},   {"foreign_key", "device.key", 0},
+                           {"key_link", "device.key", -1},      {"no_location", nullptr, -1}};
 
 void PrintTo(const Tamper& tamper, std::ostream* os) { *os << tamper.name; }
 
@@ -338,17 +274,27 @@ class TamperedStore : public testing::TestWithParam<Tamper> {
 };
 
 TEST_P(TamperedStore, IsRefusedWithThePathAndTheFix) {
-  if (GetParam().needs_root && geteuid() != 0) GTEST_SKIP() << "needs root to give files away";
-  const char* seeded = g78();
-  ASSERT_NE(nullptr, seeded);
-  const std::string stored = seeded;
+  const Tamper& tamper = GetParam();
+  if (tamper.mode == 0 && geteuid() != 0) GTEST_SKIP() << "needs root to give files away";
+  const std::string stored = g78();  // seeds the database and the key
   char plain[64];
   ASSERT_EQ(0, VM_Decrypt_Param(stored.c_str(), plain, sizeof plain));
-  const std::string named = GetParam().apply(db_.directory());
+  const std::string dir = db_.directory();
+  std::string named = tamper.file == nullptr ? "VM_CFG_DB, XDG_STATE_HOME or HOME" : *tamper.file ? Join(dir, tamper.file) : dir;
+  if (tamper.file == nullptr) {
+    for (const char* name : {"VM_CFG_DB", "XDG_STATE_HOME", "HOME"}) unsetenv(name);
+  } else if (tamper.mode > 0) {
+    ASSERT_EQ(0, chmod(named.c_str(), static_cast<mode_t>(tamper.mode)));
+  } else if (tamper.mode == 0) {
+    ASSERT_EQ(0, chown(named.c_str(), 12345, 12345));
+  } else {
+    ASSERT_EQ(0, rename(named.c_str(), Join(dir, "moved.key").c_str()));
+    ASSERT_EQ(0, symlink("moved.key", named.c_str()));
+  }
   LogCapture log;
   EXPECT_FALSE(vmCfgUseDatabase(nullptr) == VM_CFG_OK && VM_Decrypt_Param(stored.c_str(), plain, sizeof plain) == 0);
   EXPECT_TRUE(log.Contains(LOG_ERR, named));
-  chmod(db_.directory().c_str(), 0700);
+  chmod(dir.c_str(), 0700);
 }
 
 INSTANTIATE_TEST_SUITE_P(Places, TamperedStore, testing::ValuesIn(kTampers),
