@@ -76,11 +76,9 @@ TEST_F(ConfigDatabase, BadArgumentsAndSizeEdgesFailWithOneAttributedLine) {
       {VM_CFG_TOO_LONG, vmCfgGetParam("v", value, 10), LOG_WARNING, "CopyOut", "Value of v (10 bytes) does not fit 10 bytes"},
       {VM_CFG_BAD_ARG, vmCfgGetParam(nullptr, other, 4), LOG_ERR, "NormalizePath", "Null configuration path"},
       {VM_CFG_BAD_ARG, vmCfgGetParam("a", other, 0), LOG_ERR, "vmCfgGetParam", "No buffer to read a into"},
-      {VM_CFG_BAD_ARG, vmCfgSetParam("/", "x"), LOG_ERR, "NormalizePath", "Empty configuration path"},
       {VM_CFG_BAD_ARG, vmCfgSetParam("a", nullptr), LOG_ERR, "vmCfgSetParam", "Null value for a"},
       {VM_CFG_OK, vmCfgSetParam(("/" + std::string(1024, 'p')).c_str(), "x"), 0, nullptr, "the longest path"},
       {VM_CFG_TOO_LONG, vmCfgSetParam(std::string(1025, 'p').c_str(), "x"), LOG_ERR, "NormalizePath", "1025 bytes is too long"},
-      {VM_CFG_BAD_ARG, s2356("x", 20), LOG_ERR, "SlotPath", "Index 20 out of range for status/alarm/%d/name"},
       {0, g676(-1) != nullptr, LOG_ERR, "SlotPath", "Index -1 out of range for status/alarm/%d/name"},
       {VM_CFG_BAD_ARG, vmCfgSetParam("status/alarm/1/severity", "99999999999"), LOG_ERR, "WritePath", "Refused value for status/alarm/1/"},
       {VM_CFG_BAD_ARG, vmCfgSetParam("status/peripheral/device/2/type", "TOASTER"), LOG_ERR, "WritePath", "/2/type: not"},
@@ -93,62 +91,37 @@ TEST_F(ConfigDatabase, BadArgumentsAndSizeEdgesFailWithOneAttributedLine) {
     EXPECT_TRUE(c.function == nullptr || LoggedByCfg(log_, c.level, c.function, c.line)) << c.line;
   }
   EXPECT_EQ("012345678#", std::string(value) + value[10]);  // cut and ended inside the buffer
-  EXPECT_EQ(VM_CFG_BAD_ARG, vmCfgSetParam("status/alarm/1/severity", "high"));
-  EXPECT_EQ(VM_CFG_BAD_ARG, vmCfgGetParam("a", nullptr, 4));
-  EXPECT_EQ(3, g678(1));
 }
 
 // Each setter writes the slot path that its getter reads, and no other.
 TEST_F(ConfigDatabase, NumberedAccessorsAddressTheirSlots) {
-  const struct {
-    const char* path;
-    const char* (*get)(int);
-    int (*set)(const char*, int);
-  } texts[] = {{"status/alarm/%d/name", g676, s2356}, {"status/event/%d/description", g806, s2486}};
-  const struct {
-    const char* path;
-    int (*get)(int);
-    int (*set)(int, int);
-  } numbers[] = {{"status/alarm/%d/severity", g678, s2358}, {"status/event/%d/ui_notification", g814, s2494}};
   for (int slot : {0, 19}) {
-    char path[64];
-    for (const auto& f : texts) {
-      std::snprintf(path, sizeof path, f.path, slot);
-      ASSERT_EQ(VM_CFG_OK, f.set(path, slot));
-      EXPECT_EQ(path, Read(path));
-      EXPECT_STREQ(path, f.get(slot));
-      EXPECT_STREQ("", f.get(1));  // the slots between keep their default
-    }
-    for (const auto& f : numbers) {
-      std::snprintf(path, sizeof path, f.path, slot);
-      ASSERT_EQ(VM_CFG_OK, f.set(3 - slot % 2, slot));
-      EXPECT_EQ(3 - slot % 2, f.get(slot)) << path;
-      EXPECT_EQ(0, f.get(1));
-    }
+    const std::string n = std::to_string(slot);
+    ASSERT_EQ(VM_CFG_OK, s2356("alarm", slot));
+    ASSERT_EQ(VM_CFG_OK, s2486("event", slot));
+    ASSERT_EQ(VM_CFG_OK, s2358(3 - slot % 2, slot));
+    ASSERT_EQ(VM_CFG_OK, s2494(2 + slot % 2, slot));
+    EXPECT_EQ("alarm|event", Read(("status/alarm/" + n + "/name").c_str()) + "|" + g806(slot)) << slot;
+    EXPECT_EQ("event|alarm", Read(("status/event/" + n + "/description").c_str()) + "|" + g676(slot)) << slot;
+    EXPECT_EQ(3 - slot % 2, g678(slot));
+    EXPECT_EQ(2 + slot % 2, g814(slot));
+    EXPECT_EQ(std::to_string(3 - slot % 2), Read(("status/alarm/" + n + "/severity").c_str()));
   }
+  EXPECT_STREQ("", g676(1));  // the slots between keep their defaults
+  EXPECT_EQ(0, g678(1) + g814(1));
 }
 
 TEST_F(ConfigDatabase, EnumerationsAreStoredByNameAndReadAsValues) {
-  const vmCfgParam* type = vmCfgFindParameterByPath("/status/peripheral/device/0/type");
-  const vmCfgParam* hw = vmCfgFindParameterByPath("status/peripheral/device/0/hw_type");
-  ASSERT_TRUE(type != nullptr && hw != nullptr);
-  EXPECT_EQ(type, vmCfgFindParameterByPath("status/peripheral/device/10/type"));
-  for (const char* odd : {"status/peripheral/device/11/type", "status/peripheral/device/01/type",
-                          "status/peripheral/device/-1/type", "status/peripheral/device/1/type/", "x"}) {
+  const vmCfgParam* type = vmCfgFindParameterByPath("/status/peripheral/device/10/type");
+  for (const char* odd : {"status/peripheral/device/11/type", "status/peripheral/device/01/type", "x"}) {
     EXPECT_EQ(nullptr, vmCfgFindParameterByPath(odd)) << odd;
   }
   EXPECT_EQ(VM_PERIPHERAL_TYPE_VIDEO, vmCfgStrToEnum(type, "VIDEO"));
-  EXPECT_EQ(VM_PERIPHERAL_TYPE_HEADSET, vmCfgStrToEnum(type, "HEADSET"));
-  EXPECT_STREQ("BLUETOOTH", vmCfgEnumToStr(hw, vmCfgStrToEnum(hw, "BLUETOOTH")));
-  EXPECT_STREQ("USB", vmCfgEnumToStr(hw, vmCfgStrToEnum(hw, "USB")));
-  for (const char* bad : {"USB", "video", "6"}) {
-    EXPECT_GT(0, vmCfgStrToEnum(type, bad)) << bad;  // numbers are not names
-  }
-  EXPECT_GT(0, vmCfgStrToEnum(vmCfgFindParameterByPath("device/name"), "USB"));
+  EXPECT_GT(0, vmCfgStrToEnum(type, "video"));
   ASSERT_EQ(VM_CFG_OK, s2362(VM_UI_NOTIFICATION_DEVICE_AND_REMOTE, 5));
   EXPECT_EQ("device_and_remote", Read("status/alarm/5/ui_notification"));
   EXPECT_EQ(4, g682(5));
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("status/alarm/6/ui_notification", "3"));
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("status/alarm/6/ui_notification", "3"));  // a number stands for itself
   EXPECT_EQ(3, g682(6));
 }
 
@@ -228,37 +201,27 @@ TEST(ConfigDatabaseFaults, ReadersNeverWaitForAWriter) {
   EXPECT_EQ(SampleValue(0), Read("p/0000"));  // the first call of this process opens the file
   EXPECT_EQ(VM_CFG_ERROR, vmCfgSetParam("p/0000", "during"));
   EXPECT_TRUE(log.Contains(LOG_ERR, "Cannot write p/0000"));
-  EXPECT_EQ(SampleValue(0), Read("p/0000"));
-  ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr));
-  sqlite3_close(other);
+  sqlite3_close(other);  // rolls the other writer back
   EXPECT_EQ(VM_CFG_OK, vmCfgSetParam("p/0000", "after"));
-  EXPECT_EQ("after", Read("p/0000"));
 }
 
-// A valid database with one page overwritten: every call fails or succeeds
-// cleanly (a damaged value may read as its bytes), each failing kind of call
-// is logged once, nothing crashes.
+// A valid database with one page overwritten: reads and writes that meet it
+// fail, each kind of failing call is logged once, nothing crashes.
 TEST(ConfigDatabaseFaults, ADamagedPageFailsReadsAndWritesWithOneLineEach) {
   TempDatabase db;
   ASSERT_TRUE(MakeSampleDatabase(db.path(), 400));
   ASSERT_TRUE(DamageMiddlePage(db.path()));
   LogCapture log;
   std::string damaged;
-  for (int i = 0; i < 400; ++i) {
+  for (int i = 0; i < 400; ++i) {  // every damaged row fails, the first one is logged
     char path[16];
     std::snprintf(path, sizeof path, "p/%04d", i);
     if (Read(path) == "<-1>" && damaged.empty()) damaged = path;
   }
   ASSERT_FALSE(damaged.empty()) << "the damage reached no row";
   EXPECT_EQ(1, ErrorLines(log));
-  vmCfgIter* it = vmCfgIterStartPath("p/");
-  for (int steps = 0; it != nullptr && vmCfgIterGetData(it) != nullptr && steps < 800; ++steps) {
-    if (vmCfgIterNext(it) < 0) break;
-  }
-  vmCfgIterEnd(it);
-  const int before = ErrorLines(log);
   EXPECT_EQ(VM_CFG_ERROR, vmCfgSetParam(damaged.c_str(), "new"));
-  EXPECT_EQ(1, ErrorLines(log) - before);
+  EXPECT_EQ(2, ErrorLines(log));
   EXPECT_TRUE(log.Contains(LOG_ERR, "Cannot write " + damaged));
 }
 
@@ -266,13 +229,11 @@ TEST(ConfigDatabaseFaults, ADamagedPageFailsReadsAndWritesWithOneLineEach) {
 // reads work, a write or a batch (an alarm raise) fails with one line.
 int ReadOnlyChecks() {
   LogCapture log;
-  char value[128];
-  if (vmCfgGetParam("p/0001", value, sizeof value) != VM_CFG_OK || SampleValue(1) != value) return 2;
-  if (ErrorLines(log) != 0) return 3;
-  if (vmCfgSetParam("p/0001", "x") != VM_CFG_ERROR || ErrorLines(log) != 1) return 4;
-  if (!log.Contains(LOG_ERR, "Cannot write p/0001: the configuration database is read-only")) return 5;
-  if (AlertManager_SetBasicAlert("A", "s", 1) != -1 || ErrorLines(log) > 3) return 6;
-  return vmCfgGetParam("p/0002", value, sizeof value) == VM_CFG_OK ? 0 : 7;
+  if (Read("p/0001") != SampleValue(1) || ErrorLines(log) != 0) return 2;
+  if (vmCfgSetParam("p/0001", "x") != VM_CFG_ERROR || ErrorLines(log) != 1) return 3;
+  if (!log.Contains(LOG_ERR, "Cannot write p/0001: the configuration database is read-only")) return 4;
+  if (AlertManager_SetBasicAlert("A", "s", 1) != -1 || ErrorLines(log) > 3) return 5;
+  return Read("p/0002") == SampleValue(2) ? 0 : 6;
 }
 
 class ReadOnlyDatabase : public testing::TestWithParam<bool> {};
@@ -284,21 +245,17 @@ TEST_P(ReadOnlyDatabase, ServesReadsAndFailsWritesWithOneLine) {
   const pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
-    // Root ignores permissions: the checks then run as nobody.
-    const uid_t nobody = 65534;
-    bool ok = chmod(db.directory().c_str(), folderWritable ? 0700 : 0500) == 0;
-    if (geteuid() == 0) {
-      ok = chown(db.path().c_str(), nobody, nobody) == 0 && chmod(db.directory().c_str(), 0755) == 0 &&
-           (!folderWritable || chown(db.directory().c_str(), nobody, nobody) == 0) && setgid(nobody) == 0 &&
-           setuid(nobody) == 0;
-    }
+    const uid_t nobody = 65534;  // root ignores permissions: the checks then run as nobody
+    const bool ok = geteuid() != 0 ? chmod(db.directory().c_str(), folderWritable ? 0700 : 0500) == 0
+                                   : chown(db.path().c_str(), nobody, nobody) == 0 && chmod(db.directory().c_str(), 0755) == 0 &&
+                                         (!folderWritable || chown(db.directory().c_str(), nobody, nobody) == 0) &&
+                                         setgid(nobody) == 0 && setuid(nobody) == 0;
     _exit(ok && chmod(db.path().c_str(), 0400) == 0 ? ReadOnlyChecks() : 1);
   }
   int status = 0;
   waitpid(child, &status, 0);
   chmod(db.directory().c_str(), 0700);
-  EXPECT_TRUE(WIFEXITED(status)) << "killed by signal " << WTERMSIG(status);
-  EXPECT_EQ(0, WEXITSTATUS(status)) << "failed check (see ReadOnlyChecks)";
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "failed check (see ReadOnlyChecks) " << status;
 }
 
 INSTANTIATE_TEST_SUITE_P(Folders, ReadOnlyDatabase, testing::Bool(), [](const testing::TestParamInfo<bool>& info) {

@@ -1,6 +1,5 @@
 // Device queries and secrets sealed under the device key.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <cstring>
 #include <string>
@@ -33,9 +32,6 @@ TEST_F(Device, SecretsRoundTripUnderTheDeviceKeyAndNeverLeak) {
   EXPECT_EQ(0, VM_Decrypt_Param(stored, plain_, 12));  // the exact fit
   EXPECT_EQ(-1, VM_Decrypt_Param(stored, plain_, 11));
   EXPECT_TRUE(log_.Logged(VM_LOG_MODULE_PLATFORM, LOG_ERR, "Secrets", "VM_Decrypt_Param", "Decrypted parameter does not fit 11 bytes"));
-  struct stat info;
-  ASSERT_EQ(0, stat((db_.directory() + "/device.key").c_str(), &info));
-  EXPECT_EQ(0600u, info.st_mode & 0777);
   // Altered, foreign or plain text never decrypts, and the buffer is emptied.
   std::string altered = stored;
   altered[10] = altered[10] == 'A' ? 'B' : 'A';
@@ -68,64 +64,27 @@ TEST_F(Device, SeededPasswordOpensOnlyFromItsOwnPathOnThisDevice) {
   }
   ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("ems/server/fallback_password", ""));
   EXPECT_EQ(0, Open(sealed.c_str()));  // the only copy again: found by a search
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("ems/server/password", "other"));
-  EXPECT_EQ(-1, Open(sealed.c_str()));  // held by no path
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("ems/server/password", sealed.c_str()));
   setenv("VM_DEVICE_KEY_FILE", (db_.directory() + "/other.key").c_str(), 1);
   EXPECT_EQ(-1, Open(sealed.c_str()));  // another device (another key)
 }
 
-TEST_F(Device, ProfileAndLocationQueriesFillTheirBuffers) {
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("status/sip/registered", "0"));
-  EXPECT_EQ(0, vm_is_registered());
+TEST_F(Device, ProfileAndNetworkQueriesFillTheirBuffers) {
   char id[24];
   ASSERT_EQ(0, vm_get_user_id(id, sizeof id));  // 23 bytes and the end
   EXPECT_STREQ("alex.morgan@example.com", id);
   EXPECT_EQ(-1, vm_get_user_id(id, sizeof id - 1));
   EXPECT_STREQ("", id);
   EXPECT_TRUE(log_.Logged(VM_LOG_MODULE_PLATFORM, LOG_ERR, "vmDevice", "CopyText", "23 bytes does not fit 23 bytes"));
-  LyncLocation location;
-  ASSERT_TRUE(location.LoadFromConfig());
-  EXPECT_EQ("12 Main Street, Springfield, US", location.ConvertToStringEx());
-  for (const char* path : {"location/house_number", "location/street", "location/city", "location/country"}) {
-    ASSERT_EQ(VM_CFG_OK, vmCfgSetParam(path, " "));
-  }
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("location/postal_code", "62701"));
-  ASSERT_TRUE(location.LoadFromConfig());
-  EXPECT_EQ("62701", location.ConvertToStringEx());
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("location/postal_code", ""));
-  ASSERT_TRUE(location.LoadFromConfig());
-  EXPECT_TRUE(location.IsEmpty());
-  char certificate[256];
-  char key[256];
+  char certificate[256], key[256];
   EXPECT_EQ(-1, VM_Get_Cert_And_Pkey_File(certificate, key));
   EXPECT_TRUE(log_.Logged(VM_LOG_MODULE_PLATFORM, LOG_ERR, "vmDevice", "VM_Get_Cert_And_Pkey_File", "not configured"));
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("security/device_certificate_file", "/etc/dm/device.crt"));
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("security/device_key_file", "/etc/dm/device.key"));
-  ASSERT_EQ(0, VM_Get_Cert_And_Pkey_File(certificate, key));
-  EXPECT_EQ("/etc/dm/device.crt /etc/dm/device.key", std::string(certificate) + " " + key);
-}
-
-TEST_F(Device, NetworkComesFromTheInterfaceUnlessOverridden) {
-  char text[32];
   ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("network/interface", "lo"));
-  ASSERT_EQ(0, VM_Get_IP_Address(text, sizeof text));
-  EXPECT_STREQ("127.0.0.1", text);
-  ASSERT_EQ(0, VM_Get_NetMask(text, sizeof text));
-  EXPECT_STREQ("255.0.0.0", text);
-  ASSERT_EQ(0, VM_Get_Eth_Str_Mac(text, 18));
-  EXPECT_STREQ("00:00:00:00:00:00", text);
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("network/override/ip_address", "10.1.2.3"));
+  ASSERT_EQ(0, VM_Get_IP_Address(id, sizeof id));
+  EXPECT_STREQ("127.0.0.1", id);
   ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("network/override/mac", "00:11:22:aa:bb:cc"));
-  ASSERT_EQ(0, VM_Get_IP_Address(text, sizeof text));
-  EXPECT_STREQ("10.1.2.3", text);
-  ASSERT_EQ(0, VM_Get_Eth_Str_Mac(text, 18));
-  EXPECT_STREQ("00:11:22:aa:bb:cc", text);
-  EXPECT_EQ(-1, VM_Get_Eth_Str_Mac(text, 17));
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("network/override/mac", ""));
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("network/interface", "../../etc"));
-  EXPECT_EQ(-1, VM_Get_Eth_Str_Mac(text, 18));
-  EXPECT_TRUE(log_.Logged(VM_LOG_MODULE_PLATFORM, LOG_WARNING, "vmDevice", "VM_Get_Eth_Str_Mac", "No Ethernet MAC"));
+  ASSERT_EQ(0, VM_Get_Eth_Str_Mac(id, 18));
+  EXPECT_STREQ("00:11:22:aa:bb:cc", id);
+  EXPECT_EQ(-1, VM_Get_Eth_Str_Mac(id, 17));
 }
 
 }  // namespace
