@@ -12,6 +12,7 @@
 #include <cstring>
 #include <ostream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "peripherals/PeripheralDeviceRewriter.h"
@@ -46,45 +47,26 @@ const Door kDoors[] = {
        std::string path = in;
        PeripheralDeviceRewriter::GetFilterListFromJsonFile(path, filters);
      }},
-    {"release", VM_FILE_CAP_JSON,
-     [](const std::string& in) {
-       ReleaseFWInfo info;
-       std::string path = in;
-       GetDetailInfoFromReleaseJson(path, info);
-     }},
 };
 
-enum Kind { kFifo, kDevice, kAtCap, kOverCap };
+void PrintTo(const Door& door, std::ostream* os) { *os << door.name; }
+
+enum Kind { kFifo, kDevice, kAtCap, kOverCap };  // a streamed door gets 0 and 1 bytes for the last two
 const char* const kKindNames[] = {"Fifo", "Device", "AtCap", "OverCap"};
 
-struct Case {
-  const Door* door;
-  Kind kind;
-};
-
-// Parameters print as their names, so test listings stay short.
-void PrintTo(const Case& c, std::ostream* os) { *os << c.door->name; }
-
-std::vector<Case> AllCases() {
-  std::vector<Case> cases;
-  for (const Door& door : kDoors) {
-    for (Kind kind : {kFifo, kDevice, kAtCap, kOverCap}) {
-      if (door.cap > 0 || kind <= kDevice) cases.push_back({&door, kind});
-    }
-  }
-  return cases;
-}
-
-class HostileInput : public testing::TestWithParam<Case> {
- protected:
+// Each test runs on a database of its own; a door or writer only uses its folder.
+template <typename Param>
+struct OnDatabase : testing::TestWithParam<Param> {
   TempDatabase db_;
 };
+
+using HostileInput = OnDatabase<std::tuple<Door, int>>;
 
 // The door runs in a child that SIGALRM kills if it blocks; the child's exit
 // status tells how many lines refused the file, and how many of them for its size.
 TEST_P(HostileInput, IsRefusedQuickly) {
-  const Door& door = *GetParam().door;
-  const Kind kind = GetParam().kind;
+  const Door& door = std::get<0>(GetParam());
+  const int kind = std::get<1>(GetParam());
   const std::string path = Join(db_.directory(), "input");
   ASSERT_TRUE(kind != kFifo || mkfifo(path.c_str(), 0600) == 0);
   ASSERT_TRUE(kind != kDevice || symlink("/dev/zero", path.c_str()) == 0);
@@ -105,12 +87,13 @@ TEST_P(HostileInput, IsRefusedQuickly) {
   int status = 0;
   waitpid(child, &status, 0);
   ASSERT_TRUE(WIFEXITED(status)) << "the door blocked or crashed";
-  EXPECT_EQ(kind == kAtCap ? 0 : kind == kOverCap ? 11 : 10, WEXITSTATUS(status));
+  EXPECT_EQ(kind <= kDevice ? 10 : kind == kOverCap && door.cap > 0 ? 11 : 0, WEXITSTATUS(status));
 }
 
-INSTANTIATE_TEST_SUITE_P(Doors, HostileInput, testing::ValuesIn(AllCases()), [](const testing::TestParamInfo<Case>& info) {
-  return std::string(info.param.door->name) + "_" + kKindNames[static_cast<int>(info.param.kind)];
-});
+INSTANTIATE_TEST_SUITE_P(Doors, HostileInput, testing::Combine(testing::ValuesIn(kDoors), testing::Range(0, 4)),
+                         [](const testing::TestParamInfo<HostileInput::ParamType>& info) {
+                           return std::string(std::get<0>(info.param).name) + "_" + kKindNames[std::get<1>(info.param)];
+                         });
 
 // A file whose size the system reports as 0 (a /proc file) is still read
 // only up to its cap, and a refused or missing one leaves no bytes behind.
@@ -150,10 +133,6 @@ const Writer kWriters[] = {
        EXPECT_TRUE(testpki::WriteFile(Join(dir, "fw.bin"), kSignedBytes));
        EXPECT_EQ(0, extract_signature(Join(dir, "fw.bin").c_str(), target.c_str()));
      }},
-    {"signed_file_is_a_link", 0, "fw.bin", "fw.bin",
-     [](const std::string&, const std::string& target) {
-       EXPECT_EQ(-1, extract_signature(target.c_str(), (target + ".sig").c_str()));
-     }},
     // Where a predictable temporary name used to be.
     {"new_device_key", 0600, "device.key", "device.key.new.PID",
      [](const std::string&, const std::string&) { EXPECT_EQ(0, EncryptSomething()); }},
@@ -165,11 +144,9 @@ const Writer kWriters[] = {
 
 void PrintTo(const Writer& writer, std::ostream* os) { *os << writer.name; }
 
-class PlantedLinks : public testing::TestWithParam<Writer> {
- protected:
+struct PlantedLinks : OnDatabase<Writer> {
   void SetUp() override { saved_umask_ = umask(0); }
   void TearDown() override { umask(saved_umask_); }
-  TempDatabase db_;
   mode_t saved_umask_ = 0;
 };
 
@@ -215,10 +192,7 @@ const Tamper kTampers[] = {{"group_writable_folder", "", 0720}, {"foreign_folder
 
 void PrintTo(const Tamper& tamper, std::ostream* os) { *os << tamper.name; }
 
-class TamperedStore : public testing::TestWithParam<Tamper> {
- protected:
-  TempDatabase db_;
-};
+using TamperedStore = OnDatabase<Tamper>;
 
 TEST_P(TamperedStore, IsRefusedWithThePathAndTheFix) {
   const Tamper& tamper = GetParam();

@@ -1,6 +1,9 @@
 // POSIX message queues and events over them.
 #include <gtest/gtest.h>
 #include <limits.h>
+#include <sched.h>
+
+#include <cstdio>
 
 #include "platform/SampleRecord.h"
 #include "platform/uEventSerializer.h"
@@ -34,11 +37,10 @@ TEST(IpcQueue, NameCarriesThePrefixAndRejectsUnsafeOnes) {
   LogCapture log;
   EXPECT_EQ("", vmMqName(-1));
   EXPECT_TRUE(LoggedBySender(log, "FormatMqName", "Invalid queue id -1"));
-  setenv("VM_MQ_PREFIX", (longest + "p").c_str(), 1);
-  EXPECT_EQ("", vmMqName(15));
-  setenv("VM_MQ_PREFIX", "a/b", 1);
-  EXPECT_EQ("", vmMqName(15));
-  EXPECT_EQ(3u, log.lines().size());
+  for (const std::string& prefix : {longest + "p", std::string("a/b")}) {
+    setenv("VM_MQ_PREFIX", prefix.c_str(), 1);
+    EXPECT_EQ("", vmMqName(15)) << prefix;
+  }
 }
 
 TEST(IpcQueue, MessagesArriveWholeInOrderAndReceiveTimesOutQuietly) {
@@ -94,16 +96,26 @@ TEST(IpcQueue, SenderFollowsARecreatedQueue) {
   {
     uIPCReceiver first(25);
     ASSERT_EQ(0, sender.SendMessage(message, 12, 25));
-    ASSERT_TRUE(first.Receive(got, 1000) == 12 && first.Unlink());
+    ASSERT_TRUE(first.Unlink());
     uIPCReceiver second(25);
     ASSERT_EQ(0, sender.SendMessage(message, 12, 25));
     EXPECT_EQ(12, second.Receive(got, 1000)) << "the message went to the unlinked queue";
     ASSERT_TRUE(second.Unlink());
   }
   EXPECT_EQ(-1, sender.SendMessage(message, 12, 25));
-  TestQueue third(25);
-  EXPECT_EQ(0, sender.SendMessage(message, 12, 25));
-  EXPECT_EQ(12, third.Receive(got));
+}
+
+// Linux caps a queue's message size at fs.mqueue.msgsize_max (8192) unless
+// root raises it, which a private IPC namespace allows: the full message.
+TEST(IpcQueue, FullSizeMessageInPrivateIpcNamespace) {
+  FILE* limit = unshare(CLONE_NEWIPC) == 0 ? fopen("/proc/sys/fs/mqueue/msgsize_max", "we") : nullptr;
+  if (limit == nullptr || fputs("16384", limit) < 0 || fclose(limit) != 0) GTEST_SKIP() << "needs root";
+  TestQueue queue(15);
+  const message_extra_t message = MessageOf(VM_MSG_PAYLOAD_SIZE);
+  ASSERT_EQ(0, Sender().SendMessage(message, sizeof message, 15));
+  message_extra_t got;
+  ASSERT_EQ(12292, queue.Receive(got));
+  EXPECT_EQ(0, memcmp(&message, &got, sizeof message));
 }
 
 struct RecordEvent : uServiceEvent {

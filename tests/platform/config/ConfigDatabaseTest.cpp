@@ -1,7 +1,6 @@
 // The configuration database: values, defaults, typed and numbered
 // parameters, walks, and files that are damaged, locked or read-only.
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -93,24 +92,6 @@ TEST_F(ConfigDatabase, BadArgumentsAndSizeEdgesFailWithOneAttributedLine) {
   EXPECT_EQ("012345678#", std::string(value) + value[10]);  // cut and ended inside the buffer
 }
 
-// Each setter writes the slot path that its getter reads, and no other.
-TEST_F(ConfigDatabase, NumberedAccessorsAddressTheirSlots) {
-  for (int slot : {0, 19}) {
-    const std::string n = std::to_string(slot);
-    ASSERT_EQ(VM_CFG_OK, s2356("alarm", slot));
-    ASSERT_EQ(VM_CFG_OK, s2486("event", slot));
-    ASSERT_EQ(VM_CFG_OK, s2358(3 - slot % 2, slot));
-    ASSERT_EQ(VM_CFG_OK, s2494(2 + slot % 2, slot));
-    EXPECT_EQ("alarm|event", Read(("status/alarm/" + n + "/name").c_str()) + "|" + g806(slot)) << slot;
-    EXPECT_EQ("event|alarm", Read(("status/event/" + n + "/description").c_str()) + "|" + g676(slot)) << slot;
-    EXPECT_EQ(3 - slot % 2, g678(slot));
-    EXPECT_EQ(2 + slot % 2, g814(slot));
-    EXPECT_EQ(std::to_string(3 - slot % 2), Read(("status/alarm/" + n + "/severity").c_str()));
-  }
-  EXPECT_STREQ("", g676(1));  // the slots between keep their defaults
-  EXPECT_EQ(0, g678(1) + g814(1));
-}
-
 TEST_F(ConfigDatabase, EnumerationsAreStoredByNameAndReadAsValues) {
   const vmCfgParam* type = vmCfgFindParameterByPath("/status/peripheral/device/10/type");
   for (const char* odd : {"status/peripheral/device/11/type", "status/peripheral/device/01/type", "x"}) {
@@ -186,23 +167,6 @@ TEST(ConfigDatabaseFaults, CorruptOrUnopenableFilesFailCleanlyWithOneLine) {
   ASSERT_EQ(0, unlink(db.path().c_str()));
   ASSERT_EQ(VM_CFG_OK, vmCfgUseDatabase(nullptr));  // back to VM_CFG_DB, made afresh
   EXPECT_EQ(VM_CFG_OK, vmCfgGetParam("device/name", value, sizeof value));
-}
-
-// A process that starts while another holds the write lock still opens and
-// reads; only its write waits, and fails at the busy timeout.
-TEST(ConfigDatabaseFaults, ReadersNeverWaitForAWriter) {
-  TempDatabase db;
-  setenv("VM_CFG_BUSY_TIMEOUT_MS", "50", 1);
-  ASSERT_TRUE(MakeSampleDatabase(db.path(), 1));
-  sqlite3* other = nullptr;
-  ASSERT_EQ(SQLITE_OK, sqlite3_open(db.path().c_str(), &other));
-  ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "BEGIN IMMEDIATE; INSERT INTO params VALUES('x', 'y');", 0, 0, 0));
-  LogCapture log;
-  EXPECT_EQ(SampleValue(0), Read("p/0000"));  // the first call of this process opens the file
-  EXPECT_EQ(VM_CFG_ERROR, vmCfgSetParam("p/0000", "during"));
-  EXPECT_TRUE(log.Contains(LOG_ERR, "Cannot write p/0000"));
-  sqlite3_close(other);  // rolls the other writer back
-  EXPECT_EQ(VM_CFG_OK, vmCfgSetParam("p/0000", "after"));
 }
 
 // A valid database with one page overwritten: reads and writes that meet it
