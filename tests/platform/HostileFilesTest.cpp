@@ -15,7 +15,6 @@
 #include <tuple>
 #include <vector>
 
-#include "peripherals/PeripheralDeviceRewriter.h"
 #include "peripherals/PeripheralDevices.h"
 #include "platform/vmCfg.h"
 #include "platform/vmDevice.h"
@@ -36,16 +35,15 @@ struct Door {
   void (*run)(const std::string& input);
 };
 
-// One door per kind of reader: certificates, signatures, streamed files, JSON documents.
+// One door per kind of reader: capped (certificates, JSON documents) and streamed.
 const Door kDoors[] = {
     {"certificate", VM_FILE_CAP_CERTIFICATE, [](const std::string& in) { cert_crypto_destroy(get_certificate(in.c_str())); }},
-    {"signature", VM_FILE_CAP_SIGNATURE, [](const std::string& in) { SignatureVerifier().initSignature(in); }},
     {"signed_file", 0, [](const std::string& in) { extract_signature(in.c_str(), (in + ".sig").c_str()); }},
-    {"filters", VM_FILE_CAP_JSON,
+    {"json", VM_FILE_CAP_JSON,
      [](const std::string& in) {
-       PeripheralDeviceFiltersJson filters;
        std::string path = in;
-       PeripheralDeviceRewriter::GetFilterListFromJsonFile(path, filters);
+       ReleaseFWInfo info;
+       GetDetailInfoFromReleaseJson(path, info);
      }},
 };
 
@@ -118,9 +116,8 @@ struct Writer {
   void (*run)(const std::string& dir, const std::string& target);
 };
 
-// A payload, a 12-byte signature and its length trailer; longer than a
-// device key, so a key read through a link would be taken.
-const std::string kSignedBytes = std::string("payload of a signed file c2lnbmF0dXJl\x0c") + std::string(7, '\0');
+// Longer than a device key, so a key read through a link would be taken.
+const std::string kVictim(64, 'v');
 
 int EncryptSomething() {
   char stored[256];
@@ -128,11 +125,6 @@ int EncryptSomething() {
 }
 
 const Writer kWriters[] = {
-    {"signature_split", 0644, "fw.sig", "fw.sig",
-     [](const std::string& dir, const std::string& target) {
-       EXPECT_TRUE(testpki::WriteFile(Join(dir, "fw.bin"), kSignedBytes));
-       EXPECT_EQ(0, extract_signature(Join(dir, "fw.bin").c_str(), target.c_str()));
-     }},
     // Where a predictable temporary name used to be.
     {"new_device_key", 0600, "device.key", "device.key.new.PID",
      [](const std::string&, const std::string&) { EXPECT_EQ(0, EncryptSomething()); }},
@@ -155,7 +147,7 @@ TEST_P(PlantedLinks, LeaveTheirVictimsAlone) {
   const std::string dir = db_.directory();
   const std::string victim = dir + "/victims/0";  // a folder of their own: the database folder is private
   ASSERT_EQ(0, mkdir((dir + "/victims").c_str(), 0700));
-  ASSERT_TRUE(testpki::WriteFile(victim, kSignedBytes));
+  ASSERT_TRUE(testpki::WriteFile(victim, kVictim));
   char model[64];
   ASSERT_EQ(VM_CFG_OK, vmCfgGetParam("device/model", model, sizeof model));  // seeds the key first
   unlink(Join(dir, "device.key").c_str());  // the key is made afresh, or replaced by a link
@@ -164,7 +156,7 @@ TEST_P(PlantedLinks, LeaveTheirVictimsAlone) {
   ASSERT_EQ(0, symlink(victim.c_str(), Join(dir, planted.c_str()).c_str()));
   const std::string target = Join(dir, writer.target);
   writer.run(dir, target);
-  EXPECT_EQ(kSignedBytes, testpki::ReadFile(victim));
+  EXPECT_EQ(kVictim, testpki::ReadFile(victim));
   struct stat info;
   ASSERT_EQ(0, lstat(target.c_str(), &info));
   EXPECT_TRUE(writer.mode == 0 || (S_ISREG(info.st_mode) && writer.mode == (info.st_mode & 07777)));

@@ -110,16 +110,6 @@ TEST_F(ConfigManagerTest, CallbacksThatWriteDoNotRecurseAndLoseNothing) {
   EXPECT_EQ(16u, Batches().size());
 }
 
-TEST_F(ConfigManagerTest, AProcessThatFellBehindGetsEveryWatchedPath) {
-  ASSERT_GE(manager_->registerMultiConfigPathsChangeCallback({"watched/one", "watched/two"}, Record), 0);
-  // Enough writes elsewhere to prune the journal past this process's cursor.
-  for (int i = 0; i < 4700; ++i) ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("noise", std::to_string(i).c_str()));
-  LogCapture log;
-  EXPECT_EQ(1, manager_->dispatchPending());
-  EXPECT_EQ((std::vector<Paths>{{"watched/one", "watched/two"}}), Batches());
-  EXPECT_TRUE(log.Logged(VM_LOG_MODULE_PLATFORM, LOG_WARNING, "ConfigManager", "dispatchPending", "Missed journal"));
-}
-
 TEST_F(ConfigManagerTest, WritesOfAnotherProcessWakeAWaiterAndTheDeliveryThread) {
   ASSERT_GE(manager_->registerMultiConfigPathsChangeCallback({"shared/key"}, Record), 0);
   EXPECT_EQ(0, manager_->waitForChange(50));  // nothing written: a time-out

@@ -81,10 +81,6 @@ TEST_F(Device, ProfileAndNetworkQueriesFillTheirBuffers) {
   ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("network/interface", "lo"));
   ASSERT_EQ(0, VM_Get_IP_Address(id, sizeof id));
   EXPECT_STREQ("127.0.0.1", id);
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("network/override/mac", "00:11:22:aa:bb:cc"));
-  ASSERT_EQ(0, VM_Get_Eth_Str_Mac(id, 18));
-  EXPECT_STREQ("00:11:22:aa:bb:cc", id);
-  EXPECT_EQ(-1, VM_Get_Eth_Str_Mac(id, 17));
 }
 
 }  // namespace
