@@ -85,26 +85,6 @@ TEST(IpcQueue, SendingFailsWithoutBlockingOrCrashing) {
   }
 }
 
-// The sender keeps queues open between messages; a receiver that restarts
-// (unlinks and recreates its queue) must get the next message, never the
-// orphaned queue, and a queue that is gone must fail the send.
-TEST(IpcQueue, SenderFollowsARecreatedQueue) {
-  UseProcessQueuePrefix();
-  Sender sender;
-  const message_extra_t message = MessageOf(4);
-  message_extra_t got;
-  {
-    uIPCReceiver first(25);
-    ASSERT_EQ(0, sender.SendMessage(message, 12, 25));
-    ASSERT_TRUE(first.Unlink());
-    uIPCReceiver second(25);
-    ASSERT_EQ(0, sender.SendMessage(message, 12, 25));
-    EXPECT_EQ(12, second.Receive(got, 1000)) << "the message went to the unlinked queue";
-    ASSERT_TRUE(second.Unlink());
-  }
-  EXPECT_EQ(-1, sender.SendMessage(message, 12, 25));
-}
-
 // Linux caps a queue's message size at fs.mqueue.msgsize_max (8192) unless
 // root raises it, which a private IPC namespace allows: the full message.
 TEST(IpcQueue, FullSizeMessageInPrivateIpcNamespace) {

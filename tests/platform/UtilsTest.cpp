@@ -1,7 +1,6 @@
-// Small host helpers: log lines, base64, ASN.1 times, file names and text.
+// Small host helpers: log lines, base64 and ASN.1 times.
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <cstring>
 
 #include "platform/vmTime.h"
@@ -59,15 +58,6 @@ TEST(Time, Asn1TimesConvertExactlyOrClamp) {
   EXPECT_TRUE(log.Logged(VM_LOG_MODULE_PLATFORM, LOG_ERR, "vmTime", "vm_asn1_time_to_epoch", "Not an ASN.1 time: 2050-"));
   EXPECT_EQ(-1, vm_asn1_time_to_epoch(nullptr, nullptr));
   EXPECT_EQ(INT32_MIN, vm_clamp_seconds(-(INT64_C(1) << 31) - 1));
-}
-
-TEST(FileNames, UrlPrefixSuffixAndSwitchUseTheLastDotOfTheName) {
-  EXPECT_EQ("a.bin/plain", GetFileNameFromUrl("http://h/a.bin?t=x/y#f") + "/" + GetFileNameFromUrl("plain"));
-  const char* const cases[][3] = {{"fw.v1.tar.gz", "fw.v1.tar", "gz"}, {".profile", ".profile", ""},
-                                  {"/tmp/dir.d/file", "/tmp/dir.d/file", ""}};
-  for (const auto& c : cases) EXPECT_EQ(std::string(c[1]) + "|" + c[2], GetFileNamePrefix(c[0]) + "|" + GetFileNameSuffix(c[0]));
-  EXPECT_EQ("/tmp/a.b/fw.release.json", SwitchFilenameSuffix("/tmp/a.b/fw", ".release.json"));
-  EXPECT_EQ("a b||-2147483648", strTrim(" \t\r\n a b \f\v\n") + "|" + strTrim(" \t ") + "|" + IntToString(INT_MIN));
 }
 
 }  // namespace
