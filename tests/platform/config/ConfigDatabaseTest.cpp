@@ -23,10 +23,6 @@ int ErrorLines(const LogCapture& log) {
   return count;
 }
 
-bool LoggedByCfg(const LogCapture& log, int level, const char* function, const std::string& text) {
-  return log.Logged(VM_LOG_MODULE_PLATFORM, level, "vmCfg", function, text);
-}
-
 class ConfigDatabase : public testing::Test {
  protected:
   TempDatabase db_;
@@ -79,7 +75,7 @@ TEST_F(ConfigDatabase, BadArgumentsAndSizeEdgesFailWithOneAttributedLine) {
   };
   for (const auto& c : cases) {
     EXPECT_EQ(c.expected, c.got) << c.line;
-    EXPECT_TRUE(c.function == nullptr || LoggedByCfg(log_, c.level, c.function, c.line)) << c.line;
+    EXPECT_TRUE(c.function == nullptr || log_.Logged(VM_LOG_MODULE_PLATFORM, c.level, "vmCfg", c.function, c.line)) << c.line;
   }
   EXPECT_EQ("012345678#", std::string(value) + value[10]);  // cut and ended inside the buffer
 }
@@ -149,7 +145,6 @@ TEST(ConfigDatabaseFaults, CorruptOrUnopenableFilesFailCleanlyWithOneLine) {
   char value[64];
   EXPECT_EQ(VM_CFG_ERROR, vmCfgGetParam("device/name", value, sizeof value));
   EXPECT_EQ(VM_CFG_ERROR, vmCfgSetParam("device/name", "x"));
-  EXPECT_EQ(nullptr, g699());
   EXPECT_EQ(nullptr, vmCfgIterStartPath("device/"));
   EXPECT_EQ(1, ErrorLines(log));
   EXPECT_TRUE(log.Logged(VM_LOG_MODULE_PLATFORM, LOG_ERR, "ConfigStore", "OpenLocked", "is unusable"));
