@@ -1,6 +1,10 @@
-// A record with every kind of node, shared by the serialisation tests.
+// A record with every kind of node, shared by the serialisation and IPC tests.
 #ifndef DEVMGMT_TESTS_PLATFORM_SAMPLERECORD_H_
 #define DEVMGMT_TESTS_PLATFORM_SAMPLERECORD_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
 
 #include "platform/IBoolElement.h"
 #include "platform/IElementSerializable.h"
@@ -8,108 +12,72 @@
 #include "platform/IListSerializable.h"
 #include "platform/IStringElement.h"
 #include "platform/KeyValueStringElement.h"
+#include "platform/uBinary.h"
 
-class SampleItem : public IElementSerializable {
- public:
-  struct Label : IStringElement {
-    const char* GetName() const override { return "label"; }
-  };
-  struct Weight : IIntegerElement {
-    const char* GetName() const override { return "weight"; }
-  };
-  SampleItem() {
-    AddChildToElementInConstructor(&label);
-    AddChildToElementInConstructor(&weight);
+// A child class whose only difference is its JSON key.
+#define SAMPLE_NODE(Class, Base, key) \
+  struct Class : Base {               \
+    const char* GetName() const override { return key; } \
   }
+
+// Registers children in order: the document order.
+inline void AddChildren(IElementSerializable* record, std::initializer_list<ISerializable*> children) {
+  for (ISerializable* child : children) record->AddChildToElementInConstructor(child);
+}
+
+struct SampleItem : IElementSerializable {
+  SAMPLE_NODE(Label, IStringElement, "label") label;
+  SAMPLE_NODE(Weight, IIntegerElement, "weight") weight;
+  SampleItem() { AddChildren(this, {&label, &weight}); }
   const char* GetName() const override { return "items"; }
-  Label label;
-  Weight weight;
 };
 
-class SampleRecord : public IElementSerializable {
- public:
-  struct Flag : IBoolElement {
-    const char* GetName() const override { return "flag"; }
-  };
+struct SampleRecord : IElementSerializable {
+  SAMPLE_NODE(Flag, IBoolElement, "flag") flag;
   struct Count : IIntegerElement {
     Count() : IIntegerElement(-1) {}
     const char* GetName() const override { return "count"; }
-  };
-  struct Text : IStringElement {
-    const char* GetName() const override { return "text"; }
-  };
-  struct Note : IStringElement {
-    const char* GetName() const override { return "note"; }
-  };
+  } count;
+  SAMPLE_NODE(Text, IStringElement, "text") text;
+  SAMPLE_NODE(Note, IStringElement, "note") note;
   struct Inner : IElementSerializable {
-    struct Level : IIntegerElement {
-      const char* GetName() const override { return "level"; }
-    };
-    struct Enabled : IBoolElement {
-      const char* GetName() const override { return "enabled"; }
-    };
-    Inner() {
-      AddChildToElementInConstructor(&level);
-      AddChildToElementInConstructor(&enabled);
-    }
+    SAMPLE_NODE(Level, IIntegerElement, "level") level;
+    SAMPLE_NODE(Enabled, IBoolElement, "enabled") enabled;
+    Inner() { AddChildren(this, {&level, &enabled}); }
     const char* GetName() const override { return "inner"; }
-    Level level;
-    Enabled enabled;
-  };
+  } inner;
   struct Items : IListSerializable<SampleItem> {
     int getElementType() const override { return kElementOwnedList; }
     const char* GetName() const override { return "items"; }
-  };
-  struct Tags : IListSerializable<KeyValueStringElement> {
-    const char* GetName() const override { return "tags"; }
-  };
+  } items;
+  SAMPLE_NODE(Tags, IListSerializable<KeyValueStringElement>, "tags") tags;
 
-  SampleRecord() {
-    AddChildToElementInConstructor(&flag);
-    AddChildToElementInConstructor(&count);
-    AddChildToElementInConstructor(&text);
-    AddChildToElementInConstructor(&note);
-    AddChildToElementInConstructor(&inner);
-    AddChildToElementInConstructor(&items);
-    AddChildToElementInConstructor(&tags);
-  }
+  SampleRecord() { AddChildren(this, {&flag, &count, &text, &note, &inner, &items, &tags}); }
   const char* GetName() const override { return "SampleRecord"; }
 
-  // Fills every node with values that differ from the defaults.
+  // Fills every node with values that differ from the defaults; the second
+  // item's label stays unset.
   void Fill() {
     flag.SetValue(true);
-    count.SetValue(-2147483647 - 1);
+    count.SetValue(INT32_MIN);
     text.SetValue(std::string("quote \" slash \\ tab \t \xc3\xa9"));
     note.SetValue(std::string());
-    inner.level.SetValue(2147483647);
+    inner.level.SetValue(INT32_MAX);
     inner.enabled.SetValue(true);
-    SampleItem* first = items.Append();
-    first->label.SetValue(std::string("first"));
-    first->weight.SetValue(10);
-    SampleItem* second = items.Append();  // label left unset
-    second->weight.SetValue(-3);
+    items.Append()->label.SetValue(std::string("first"));
+    items.at(0)->weight.SetValue(10);
+    items.Append()->weight.SetValue(-3);
     tags.Append()->SetValue(std::string("red"));
     tags.Append()->SetValue(std::string(""));
   }
-
-  Flag flag;
-  Count count;
-  Text text;
-  Note note;
-  Inner inner;
-  Items items;
-  Tags tags;
 };
 
-// Two records are equal when every node holds the same value and set state.
-inline bool SameTree(const ISerializable& a, const ISerializable& b) {
-  if (a.getElementType() != b.getElementType()) return false;
-  if (a.IsLeaf()) return a.getValueAsString() == b.getValueAsString() && a.IsSet() == b.IsSet();
-  if (a.GetChildCount() != b.GetChildCount()) return false;
-  for (size_t i = 0; i < a.GetChildCount(); ++i) {
-    if (!SameTree(*a.GetChild(i), *b.GetChild(i))) return false;
-  }
-  return true;
+// The binary form tells every value and set state apart: two trees are
+// equal when their binary forms are.
+inline std::vector<uint8_t> ToBinary(const ISerializable& root) {
+  BinaryBuffer out;
+  return uBinary::Serializer::Serialize(root, out) == 0 ? std::vector<uint8_t>(out.data(), out.data() + out.size())
+                                                        : std::vector<uint8_t>();
 }
 
 #endif  // DEVMGMT_TESTS_PLATFORM_SAMPLERECORD_H_
