@@ -1,0 +1,57 @@
+// The fixture of the state and certificate tests: a private configuration
+// database (whose folder also holds the test's files), captured log lines,
+// and certificates made for one test key.
+#ifndef DEVMGMT_TESTS_STATE_STATEFIXTURE_H_
+#define DEVMGMT_TESTS_STATE_STATEFIXTURE_H_
+
+#include <string>
+#include <tuple>
+
+#include "platform/vmCfg.h"
+#include "support/LogCapture.h"
+#include "support/TempDatabase.h"
+#include "support/TestPki.h"
+
+// One expected log line: its level, the function that logged it, its text.
+using LogLine = std::tuple<int, const char*, std::string>;
+
+class StateFixture : public ::testing::Test {
+ protected:
+  std::string Path(const std::string& name) const { return db_.directory() + "/" + name; }
+  // A certificate for the test key, written as PEM to Path(name) when a name is given.
+  X509* Make(const testpki::CertSpec& spec, const std::string& name = "") {
+    certs_.push_back(testpki::MakeCert(key_.get(), spec));
+    EXPECT_TRUE(name.empty() || testpki::WriteCertPem(Path(name), certs_.back().get())) << name;
+    return certs_.back().get();
+  }
+  static std::string Stored(const std::string& path) {
+    char value[4096] = {0};
+    return vmCfgGetParam(path.c_str(), value, sizeof value) == VM_CFG_OK ? value : "<missing>";
+  }
+  size_t Count(const std::string& fragment) const {
+    size_t n = 0;
+    for (const CapturedLine& line : log_.lines()) n += line.text.find(fragment) != std::string::npos;
+    return n;
+  }
+  // Each line was logged by this library's module from `unit`.
+  void ExpectLogged(const char* unit, std::initializer_list<LogLine> lines) const {
+    for (const auto& [level, function, text] : lines) {
+      EXPECT_TRUE(log_.Logged(VM_LOG_MODULE_ALERTS, level, unit, function, text));
+    }
+  }
+
+  TempDatabase db_;
+  LogCapture log_;
+  testpki::Key key_ = testpki::NewEcKey();
+  std::vector<testpki::Cert> certs_;
+};
+
+// A certificate whose issuer name is empty.
+inline X509* WithoutIssuerName(X509* cert) {
+  X509_NAME* empty = X509_NAME_new();
+  X509_set_issuer_name(cert, empty);
+  X509_NAME_free(empty);
+  return cert;
+}
+
+#endif  // DEVMGMT_TESTS_STATE_STATEFIXTURE_H_
