@@ -1,29 +1,27 @@
-#include <ctime>
-#include <filesystem>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <map>
 #include <sstream>
 
+#include "alerts/AlertManager.h"
+#include "state/CertAcquisition.h"
 #include "state/SCEPEnrollUtility.h"
 #include "state/StateFixture.h"
+#include "state/uSystemState.h"
 
 namespace {
 
 const char kUnit[] = "SCEPEnrollUtility";
 
-class CertificateTest : public StateFixture {
- protected:
-  // A certificate valid from and until these offsets from now (or until an absolute time), at Path(name).
-  std::string Write(const std::string& name, long from, long until, const char* not_after = nullptr) {
-    Make({"device", from, until, not_after}, name);
-    return Path(name);
-  }
-};
+using CertificateTest = StateFixture;
 
 TEST_F(CertificateTest, ValidityToleratesFiveMinutesOnBothEnds) {
-  const struct { long from, until; int usable; } cases[] = {{3600, 86400, 1}, {200, 86400, 1}, {-60, -240, 1}, {-60, -360, 0}};
+  const struct { long from, until; int usable; } cases[] = {
+      {3600, 86400, 1}, {200, 86400, 1}, {-60, -240, 1}, {-60, -360, 0}};
   for (const auto& c : cases) {
     log_.Clear();
-    EXPECT_EQ(c.usable, check_cert_expired(Write("c.crt", c.from, c.until).c_str()));
+    EXPECT_EQ(c.usable, check_cert_expired(CertFile({"c", c.from, c.until}, "c.crt").c_str()));
     EXPECT_EQ(c.from > 300, log_.Contains(LOG_ERR, "not before condition failed")) << c.from;
     EXPECT_EQ(c.usable == 1, log_.Contains(LOG_NOTICE, "cert_crypto_valid: OK")) << c.until;
     if (c.from > 300) ExpectLogged(kUnit, {{LOG_NOTICE, "check_cert_expired", ", offset 0 tolerance 300\n"}});
@@ -33,7 +31,7 @@ TEST_F(CertificateTest, ValidityToleratesFiveMinutesOnBothEnds) {
   EXPECT_EQ(0, check_cert_expired(nullptr) + check_cert_expired(Path("missing.crt").c_str()) +
                    check_local_cert_validity(nullptr) + check_local_cert_validity(db_.directory().c_str()));
   ExpectLogged(kUnit, {{LOG_NOTICE, "check_local_cert_validity", "result of checking local cert vaidity is 0"}});
-  Write("device.crt", -60, 86400);
+  CertFile({}, "device.crt");
   EXPECT_EQ(1, check_local_cert_validity(db_.directory().c_str()));
 }
 
@@ -41,12 +39,10 @@ TEST_F(CertificateTest, LoaderReadsOnlyAPemCertificateAndNeverLogsAKey) {
   X509* cert = Make({}, "good.crt");
   certificate_openssl* loaded = get_certificate(Path("good.crt").c_str());
   ASSERT_NE(nullptr, loaded);
-  EXPECT_EQ(nullptr, loaded->private_key);
   EXPECT_EQ(0, X509_cmp(cert, loaded->certificate));
-  EXPECT_EQ(i2d_X509(cert, nullptr), loaded->der_length);
   cert_crypto_destroy(loaded);
   ASSERT_TRUE(testpki::WriteCertDer(Path("der.crt"), cert));
-  ASSERT_TRUE(testpki::WriteFile(Path("notder.crt"), "-----BEGIN CERTIFICATE-----\naGVsbG8=\n-----END CERTIFICATE-----\n"));
+  ASSERT_TRUE(testpki::WriteFile(Path("notder.crt"), "-----BEGIN CERTIFICATE-----\naGk=\n-----END CERTIFICATE-----\n"));
   ASSERT_TRUE(testpki::WritePrivateKeyPem(Path("key.pem"), key_.get()));
   for (const char* name : {"der.crt", "notder.crt", "key.pem", "missing.crt"}) {
     EXPECT_EQ(nullptr, get_certificate(Path(name).c_str())) << name;
@@ -57,18 +53,16 @@ TEST_F(CertificateTest, LoaderReadsOnlyAPemCertificateAndNeverLogsAKey) {
                        {LOG_NOTICE, "vml_lync_alloc_key_from_file", "PEM_read_bio failed"},
                        {LOG_ERR, "vml_lync_alloc_key_from_file", "File:" + Path("der.crt") + " fail reading\n"}});
   std::istringstream key(testpki::ReadFile(Path("key.pem")));
-  for (std::string line; std::getline(key, line);) {
-    EXPECT_TRUE(line[0] == '-' || Count(line) == 0) << "key text logged";
-  }
+  for (std::string line; std::getline(key, line);) EXPECT_TRUE(line[0] == '-' || Count(line) == 0) << "key logged";
 }
 
 TEST_F(CertificateTest, RenewTimerIsUtcSecondsClampedPast2038) {
   // Seconds by the calendar (Python's calendar.timegm), not by the library.
   const std::pair<const char*, unsigned> cases[] = {
       {"20500101000000Z", 2147483647u}, {"20380101000000Z", 2145916800u}, {"20300615123456Z", 1907757296u}};
-  for (const auto& c : cases) EXPECT_EQ(c.second, get_cert_renew_timer(Write("t.crt", -60, 0, c.first).c_str()));
-  const double tomorrow = static_cast<double>(time(nullptr)) + 86400;
-  EXPECT_NEAR(tomorrow, get_cert_renew_timer(Write("day.crt", -60, 86400).c_str()), 5.0);
+  for (const auto& [not_after, seconds] : cases) {
+    EXPECT_EQ(seconds, get_cert_renew_timer(CertFile({"t", -60, 0, not_after}, "t.crt").c_str())) << not_after;
+  }
   EXPECT_EQ(0u, get_cert_renew_timer(nullptr) + get_cert_renew_timer(Path("missing.crt").c_str()));
   ExpectLogged(kUnit, {{LOG_ERR, "get_cert_renew_timer", "file doesn't exist\n"},
                        {LOG_ERR, "get_cert_renew_timer", "Get certificate from " + Path("missing.crt") + " fail\n"}});
@@ -84,7 +78,9 @@ TEST_F(CertificateTest, DetailsMatchTheOpensslProgramAndAreStored) {
                                    "-startdate", "-enddate", "-serial"}, &out));
   std::map<std::string, std::string> f;  // the openssl program's texts for the same file
   std::istringstream lines(out);
-  for (std::string line; std::getline(lines, line);) f[line.substr(0, line.find('='))] = line.substr(line.find('=') + 1);
+  for (std::string line; std::getline(lines, line);) {
+    f[line.substr(0, line.find('='))] = line.substr(line.find('=') + 1);
+  }
   char info[CERT_INFO_SIZE];
   ASSERT_EQ(1, get_cert_info(path.c_str(), info));
   EXPECT_EQ("Certificate_Subject:" + f["subject"] + ";Certificate_Issuer:" + f["issuer"] +
@@ -106,16 +102,13 @@ TEST_F(CertificateTest, DetailsMatchTheOpensslProgramAndAreStored) {
 TEST_F(CertificateTest, DetailFailuresLeaveOutputsAlone) {
   update_ssl_certificate_status();
   ExpectLogged(kUnit, {{LOG_ERR, "update_ssl_certificate_status", "Get device cert or key failed!"}});
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("security/device_certificate_file", Path("garbage.crt").c_str()));
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("security/device_key_file", Path("device.key").c_str()));
   ASSERT_TRUE(testpki::WriteFile(Path("garbage.crt"), "not a certificate"));
-  update_ssl_certificate_status();
-  ExpectLogged(kUnit, {{LOG_ERR, "update_ssl_certificate_status", "get_cert_detail() failed\n"}});
   ASSERT_TRUE(testpki::WriteCertPem(Path("nameless.crt"), WithoutIssuerName(Make({}))));
   char info[CERT_INFO_SIZE] = "untouched";
   char text[CERT_TEXT_SIZE] = "untouched";
   for (const char* name : {"missing.crt", "garbage.crt", "nameless.crt"}) {
-    EXPECT_EQ(0, get_cert_detail(Path(name).c_str(), text, text, text, text, text) + get_cert_info(Path(name).c_str(), info));
+    EXPECT_EQ(0, get_cert_detail(Path(name).c_str(), text, text, text, text, text)) << name;
+    EXPECT_EQ(0, get_cert_info(Path(name).c_str(), info)) << name;
   }
   EXPECT_EQ(0, get_cert_detail(nullptr, text, text, text, text, text));
   EXPECT_EQ("untouched|untouched", std::string(info) + "|" + text);
@@ -151,8 +144,151 @@ TEST_F(CertificateTest, DerConvertsToPemInPlaceAndAFailureLeavesTheFile) {
   ConvertCertToPemFile(nullptr);
   EXPECT_EQ(testpki::ReadFile(Path("reference.pem")), testpki::ReadFile(path));
   EXPECT_TRUE(log_.Contains(LOG_NOTICE, command + " result = 1"));
-  for (const auto& entry : std::filesystem::directory_iterator(db_.directory())) {
-    EXPECT_NE('.', entry.path().filename().string()[0]) << "temporary file left behind";
+}
+
+const std::string kCN = "/C=US/O=Test Org/CN=";
+
+// The test folder is the certificate directory: "device.crt", "CAROOT.crt"
+// and intermediates in "CAcerts/". The check follows names, so one key signs all.
+class CertChain : public StateFixture {
+ protected:
+  X509* Cert(const std::string& name, X509* issuer, const std::string& file = "") {
+    return Make({name, -60, 86400, nullptr, 1, issuer}, file);
+  }
+  std::string Ca() const { return Path("CAcerts/"); }
+  int Check() { return check_local_cert_chain(db_.directory().c_str()); }
+};
+
+TEST_F(CertChain, IsFollowedThroughIntermediatesUpToTheRoot) {
+  X509* root = Cert("Root CA", nullptr, "CAROOT.crt");
+  const std::pair<X509*, int> direct[] = {{root, 1}, {Cert("Root", nullptr), 1}, {Cert("Root CA 2", nullptr), 0}};
+  for (const auto& [issuer, valid] : direct) {  // an issuer that is a prefix of the root's subject counts as the root
+    Cert("device", issuer, "device.crt");
+    EXPECT_EQ(valid, Check());
+  }
+  EXPECT_EQ(0u, Count("Checking directory")) << "CAcerts/ does not exist and must not be read";
+  ExpectLogged(kUnit, {{LOG_DEBUG, "check_local_cert_chain", "Root cert is the localCert issuer"}});
+  ASSERT_EQ(0, mkdir(Ca().c_str(), 0700));
+  Cert("device", Cert("Issuing CA", Cert("Policy CA", root, "CAcerts/policy.pem"), "CAcerts/x"), "device.crt");
+  ASSERT_TRUE(testpki::WriteFile(Ca() + "readme.txt", "not a certificate"));
+  ASSERT_EQ(0, mkdir((Ca() + "old").c_str(), 0700));
+  log_.Clear();
+  EXPECT_EQ(1, Check());
+  EXPECT_EQ(2u, Count("Checking for"));
+  EXPECT_EQ(0u, Count(Ca() + "old") + Count("Reading directory")) << "skipped; a directory read to its end is no error";
+  ExpectLogged(kUnit, {{LOG_DEBUG, "check_local_cert_chain", "Checking for " + kCN + "Policy CA in crt chain"},
+                       {LOG_DEBUG, "check_local_cert_chain", "Found root in local crt chain."},
+                       {LOG_DEBUG, "initCaSubjIssuerMap", "Checking directory " + Ca() + " for intermediate crt"},
+                       {LOG_DEBUG, "addCertificateToMap", "File " + Ca() + "readme.txt is not a certificate"}});
+  // "Mid 50%% CA" is looked up as "Mid 50% CA", as a formatted copy would; other directives are copied.
+  Cert("device", Cert("Issuing", Cert("Mid 50%% CA", root, "CAcerts/l.crt"), "CAcerts/i.crt"), "device.crt");
+  EXPECT_EQ(0, Check());
+  Cert("Mid 50% CA", Cert("Mid %s%n%x%p%", root, "CAcerts/d.crt"), "CAcerts/c.crt");
+  EXPECT_EQ(1, Check());
+}
+
+TEST_F(CertChain, MapEntriesAreReplacedBySubjectAndNeedBothNames) {
+  std::map<std::string, std::string> map;
+  Cert("Policy CA", Cert("First Root", nullptr), "a.crt");
+  Cert("Policy CA", Cert("Other Root", nullptr), "b.crt");
+  ASSERT_TRUE(testpki::WriteCertPem(Path("nameless.crt"), WithoutIssuerName(Cert("Nameless", nullptr))));
+  for (const char* file : {"a.crt", "b.crt", "nameless.crt"}) addCertificateToMap(Path(file).c_str(), map);
+  EXPECT_EQ((std::map<std::string, std::string>{{kCN + "Policy CA", kCN + "Other Root"}}), map);
+  ExpectLogged(kUnit, {{LOG_ERR, "addCertificateToMap", "Get cert's issuer or subject fail!"}});
+  for (const char* empty : {"", static_cast<const char*>(nullptr)}) {
+    log_.Clear();
+    EXPECT_EQ(0, initCaSubjIssuerMap(map, empty));
+    ExpectLogged(kUnit, {{LOG_DEBUG, "initCaSubjIssuerMap", "certsPath  is empty. won't init map."}});
+  }
+}
+
+TEST_F(CertChain, AMissingLinkACycleOrAMissingFileFailsIt) {
+  alarm(30);  // a walk that never ends kills the test instead of hanging it
+  X509* root = Cert("Root CA", nullptr);
+  X509* loop = Cert("Loop A", Cert("Loop B", nullptr));
+  Cert("device", loop, "device.crt");
+  EXPECT_EQ(0, Check()) << "no root";
+  Cert("Root CA", nullptr, "CAROOT.crt");
+  EXPECT_EQ(0, Check()) << "no CAcerts folder";
+  ExpectLogged(kUnit, {{LOG_ERR, "check_local_cert_chain", "Failed to initialize caCerts map"}});
+  ASSERT_EQ(0, mkdir(Ca().c_str(), 0700));
+  Cert("Other CA", root, "CAcerts/other.crt");
+  EXPECT_EQ(0, Check());
+  ExpectLogged(kUnit, {{LOG_ERR, "check_local_cert_chain", "Failed to find certificate " + kCN + "Loop A in directory"},
+                       {LOG_DEBUG, "check_local_cert_chain", "Didn't find root in local crt chain."}});
+  ASSERT_TRUE(testpki::WriteCertPem(Ca() + "a.crt", loop));
+  Cert("Loop B", loop, "CAcerts/b.crt");
+  EXPECT_EQ(0, Check());
+  EXPECT_EQ(4u, Count("Checking for"));
+  ExpectLogged(kUnit, {{LOG_ERR, "check_local_cert_chain", kCN + "Loop A is its own ancestor in directory"}});
+  EXPECT_EQ(0, check_local_cert_chain(nullptr) + check_local_cert_chain(std::string(300, 'd').c_str()));
+  ASSERT_TRUE(testpki::WriteCertPem(Path("device.crt"), WithoutIssuerName(Cert("device", root))));
+  EXPECT_EQ(0, Check());
+  ExpectLogged(kUnit, {{LOG_DEBUG, "check_local_cert_chain", "Can't search chain. One parameter is null."}});
+  ASSERT_TRUE(testpki::WriteFile(Path("device.crt"), "garbage"));
+  EXPECT_EQ(0, Check());
+  alarm(0);
+}
+
+const char kScepState[] = "status/system/state/get_certificate_by_SCEP";
+// "status, result, info, wasSuccessful" of a method's state record.
+std::string State(const char* method) {
+  const std::string path = std::string("status/system/state/get_certificate_by_") + method;
+  return GetStatusSystemStateStatus(path.c_str()) + ", " + GetStatusSystemStateResult(path.c_str()) + ", " +
+         GetStatusSystemStateInfo(path.c_str()) + ", " + (GetStatusSystemStateWasSuccessful(path.c_str()) ? "1" : "0");
+}
+// The stored fields of an "alarm" or "event" slot, '|'-separated.
+std::string Slot(const std::string& table, int slot, std::initializer_list<const char*> fields) {
+  std::string text;
+  for (const char* field : fields) {
+    text += Stored("status/" + table + "/" + std::to_string(slot) + "/" + field) + "|";
+  }
+  return text;
+}
+const std::initializer_list<const char*> kFields = {"name",     "description", "source_component", "additionalInfo1",
+                                                    "additionalInfo2", "category", "severity", "type",
+                                                    "probable_cause", "ui_notification"};
+int Alarm(const std::string& source) {
+  return AlertManager::GetInstance()->FindAlertIndex("Device fails to get certificate", source);
+}
+
+using CertAcquisition = StateFixture;
+
+TEST_F(CertAcquisition, FailureRaisesTheAlarmAndClearingTouchesOnlyItsOwn) {
+  SendGetCertFailAlert("device certificate", "SCEP", "server timeout");
+  EXPECT_EQ("Device fails to get certificate|Device fails to acquire device certificate by SCEP due to [AI1]|"
+            "device certificate/SCEP|server timeout|||4|1|5|disabled|",
+            Slot("alarm", Alarm("device certificate/SCEP"), kFields));
+  EXPECT_EQ("done, failed, server timeout, 0|, , , 0", State("SCEP") + "|" + State("HTTP"));
+  SendGetCertFailAlert("CA certificate", "Provisioning", "HTTP 404");
+  EXPECT_EQ("done, failed, HTTP 404, 0", State("HTTP"));
+  ClearGetCertFailAlert("device certificate", "SCEP");
+  EXPECT_EQ("0|4|", Slot("alarm", Alarm("device certificate/SCEP"), {"severity"}) +
+                        Slot("alarm", Alarm("CA certificate/Provisioning"), {"severity"}));
+  ExpectLogged(kUnit, {{LOG_NOTICE, "SendGetCertFailAlert",
+                        "Failure Alert. cert: CA certificate, source: Provisioning, reason: HTTP 404"},
+                       {LOG_NOTICE, "ClearGetCertFailAlert",
+                        "Clear Failure Alert. cert: device certificate, source: SCEP"}});
+}
+
+TEST_F(CertAcquisition, SuccessAddsAnEventAndOnlyASuccessfulScepCaDownloadStaysRunning) {
+  SendGetCertSuccessEvent("CA certificate", "SCEP", "3 certificates", "CA chain stored");
+  const auto slots =
+      AlertManager::GetInstance()->FindEventIndices("Device acquired a new certificate", "CA certificate/SCEP");
+  ASSERT_EQ(1u, slots.size());
+  EXPECT_EQ("Device acquired a new certificate|Device acquired new CA certificate by SCEP|CA certificate/SCEP|"
+            "3 certificates|||1|0|0|disabled|", Slot("event", slots[0], kFields));
+  EXPECT_LT(Alarm("CA certificate/SCEP"), 0) << "success raises no alarm";
+  ExpectLogged(kUnit, {{LOG_NOTICE, "SendGetCertSuccessEvent",
+                        "Success Event. cert: CA certificate, source: SCEP, addInfo: 3 certificates"}});
+  EXPECT_EQ("running, success, CA chain stored, 1", State("SCEP"));
+  SendGetCertSuccessEvent("CA certificate", "Provisioning", "", "CA chain stored");
+  EXPECT_EQ("done, success, CA chain stored, 1", State("HTTP"));
+  EXPECT_NE(0, SetCrtDownloadSystemState("scep", "done", "success", "CA"));
+  const std::pair<const char*, const char*> done[] = {{"failed", "CA down"}, {"success", "ca in lower case"}};
+  for (const auto& [result, info] : done) {  // a failure, or no "CA": done
+    EXPECT_EQ(0, SetCrtDownloadSystemState("SCEP", "done", result, info));
+    EXPECT_EQ("done", GetStatusSystemStateStatus(kScepState)) << info;
   }
 }
 

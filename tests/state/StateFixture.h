@@ -4,6 +4,7 @@
 #ifndef DEVMGMT_TESTS_STATE_STATEFIXTURE_H_
 #define DEVMGMT_TESTS_STATE_STATEFIXTURE_H_
 
+#include <algorithm>
 #include <string>
 #include <tuple>
 
@@ -15,6 +16,12 @@
 // One expected log line: its level, the function that logged it, its text.
 using LogLine = std::tuple<int, const char*, std::string>;
 
+// The configuration value at `path`, or "<missing>".
+inline std::string Stored(const std::string& path) {
+  char value[4096] = {0};
+  return vmCfgGetParam(path.c_str(), value, sizeof value) == VM_CFG_OK ? value : "<missing>";
+}
+
 class StateFixture : public ::testing::Test {
  protected:
   std::string Path(const std::string& name) const { return db_.directory() + "/" + name; }
@@ -24,14 +31,13 @@ class StateFixture : public ::testing::Test {
     EXPECT_TRUE(name.empty() || testpki::WriteCertPem(Path(name), certs_.back().get())) << name;
     return certs_.back().get();
   }
-  static std::string Stored(const std::string& path) {
-    char value[4096] = {0};
-    return vmCfgGetParam(path.c_str(), value, sizeof value) == VM_CFG_OK ? value : "<missing>";
+  std::string CertFile(const testpki::CertSpec& spec, const std::string& name) {
+    Make(spec, name);
+    return Path(name);
   }
-  size_t Count(const std::string& fragment) const {
-    size_t n = 0;
-    for (const CapturedLine& line : log_.lines()) n += line.text.find(fragment) != std::string::npos;
-    return n;
+  size_t Count(const std::string& fragment) const {  // of the captured lines holding `fragment`
+    return std::count_if(log_.lines().begin(), log_.lines().end(),
+                         [&](const CapturedLine& line) { return line.text.find(fragment) != std::string::npos; });
   }
   // Each line was logged by this library's module from `unit`.
   void ExpectLogged(const char* unit, std::initializer_list<LogLine> lines) const {
