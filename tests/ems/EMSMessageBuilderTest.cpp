@@ -12,7 +12,6 @@
 namespace {
 
 using BuilderHolder = SingletonHolder<EMSMessageBuilder, EMSMessageBuilder>;
-using Pairs = std::vector<std::pair<std::string, std::string>>;
 const char kEmpty[] = R"({"sessionId":"","emsUserName":"","emsUserPassword":"","ip":"","subnet":"","mac":"",)";
 
 std::string Md5(const std::string& data) {  // OpenSSL's MD5 directly, not the library's hash
@@ -36,22 +35,20 @@ class EMSMessageBuilderTest : public EmsTest {
     EXPECT_TRUE(Builder()->BuildStatusMsg(&request));
     return ToJson(request);
   }
-  // The additional parameters that `paths` choose, in order.
-  static Pairs Additional(const std::string& paths) {
+  // The JSON object of the additional parameters that `paths` choose.
+  static std::string Additional(const std::string& paths) {
     Set("ems/report/periodic_status_paths", paths);
     EmsIppStatusRequest request;
     Builder()->InsertDmReportPeriodicParams(&request);
-    Pairs pairs;
-    const ParamsList& params = request.m_additionalParams.GetParams();
-    for (auto it = params.GetListIteratorBegin(); it != params.GetListIteratorEnd(); ++it) {
-      pairs.emplace_back((*it)->GetName(), (*it)->GetString());
-    }
-    return pairs;
+    const std::string json = ToJson(request);
+    const size_t start = json.find(R"("additionalParams":)") + 19;
+    return json.substr(start, json.size() - start - 1);
   }
 };
 
 TEST(EmsRequests, AnUnfilledReportWritesEveryKeyEmptyInOrder) {
-  EXPECT_EQ(std::string(kEmpty) + R"("vlanId":"","model":"","fwVersion":"","BootLoaderversion":"","MSTeamsversion":"",)"
+  EXPECT_EQ(std::string(kEmpty) + R"("vlanId":"","model":"","fwVersion":"","BootLoaderversion":"",)"
+                R"("MSTeamsversion":"",)"
                 R"("ApplicationServer":"","userAgent":"","location":"","userName":"","userId":"","phoneNumber":"",)"
                 R"("status":"","sipProxy":"","sync_id":"","unreceived_request":"","BToEpairingstatus":"",)"
                 R"("BToEversion":"","USBHeadsetType":"","ModelInformation":"","additionalParams":{}})",
@@ -63,16 +60,11 @@ TEST(EmsRequests, ParameterListsKeepPairsInOrderWithRepeats) {
   for (const char* value : {"first", "second"}) report.m_params.AddElement("k", value);
   report.m_params.AddElement("empty", "");
   EXPECT_EQ(std::string(kEmpty) + R"("cfgParams":{"k":"first","k":"second","empty":""}})", ToJson(report));
-  EXPECT_EQ(std::string("ParamsList/1003/3"), std::string(report.m_params.GetParams().GetName()) + "/" +
-                                                  std::to_string(report.m_params.GetParams().getElementType()) + "/" +
-                                                  std::to_string(report.m_params.GetParams().size()));
+  EXPECT_STREQ("ParamsList", report.m_params.GetParams().GetName());
+  EXPECT_EQ(1003, report.m_params.GetParams().getElementType());
   EmsHttpCmdRequest command;
   command.AddElement("command", "reboot");
   EXPECT_EQ(std::string(kEmpty) + R"("command":"reboot"})", ToJson(command));
-  ParamsList params;
-  EXPECT_NE(nullptr, params.CreateChildByIndex(7));
-  EXPECT_EQ(nullptr, params.CreateChildByName("anything"));  // a fresh pair has no name to match
-  EXPECT_EQ(1u, params.size());
 }
 
 TEST_F(EMSMessageBuilderTest, AFullReportFromTheDefaultProfile) {
@@ -84,10 +76,11 @@ TEST_F(EMSMessageBuilderTest, AFullReportFromTheDefaultProfile) {
   const std::string hash = Md5(inner + std::string(reinterpret_cast<char*>(id), 4) + "device-manager");
   EXPECT_EQ(R"({"sessionId":")" + session + R"(","emsUserName":"device-manager","emsUserPassword":")" +
                 EncodeHex(hash.data(), hash.size()) + R"(","ip":"192.0.2.10","subnet":"255.255.255.0",)"
-                R"("mac":"00:11:22:aa:bb:cc","vlanId":"0","model":"DP-400","fwVersion":"3.2.1.1140","BootLoaderversion":"",)"
-                R"("MSTeamsversion":"","ApplicationServer":"Generic","userAgent":"DP-400/3.2.1.1140",)"
-                R"("location":"12 Main Street, Springfield, US","userName":"Alex Morgan","userId":"alex.morgan@example.com",)"
-                R"("phoneNumber":"+15550100","status":"","sipProxy":"sip.example.com","sync_id":"0","unreceived_request":"0",)"
+                R"("mac":"00:11:22:aa:bb:cc","vlanId":"0","model":"DP-400","fwVersion":"3.2.1.1140",)"
+                R"("BootLoaderversion":"","MSTeamsversion":"","ApplicationServer":"Generic",)"
+                R"("userAgent":"DP-400/3.2.1.1140","location":"12 Main Street, Springfield, US",)"
+                R"("userName":"Alex Morgan","userId":"alex.morgan@example.com","phoneNumber":"+15550100",)"
+                R"("status":"","sipProxy":"sip.example.com","sync_id":"0","unreceived_request":"0",)"
                 R"("BToEpairingstatus":"not paired","BToEversion":"","USBHeadsetType":"","ModelInformation":"",)"
                 R"("additionalParams":{"device/model":"DP-400","status/sip/registered":"1",)"
                 R"("status/peripheral/device/0/name":"USB Headset"}})",
@@ -104,7 +97,7 @@ TEST_F(EMSMessageBuilderTest, AFullReportFromTheDefaultProfile) {
 // One field group of the report under settings that differ from the default profile.
 struct FieldCase {
   const char* name;
-  Pairs settings;
+  std::vector<std::pair<const char*, std::string>> settings;
   std::vector<const char*> keys;
   std::string values;  // the keys' values, '|'-separated
 };
@@ -114,11 +107,13 @@ void PrintTo(const FieldCase& c, std::ostream* os) { *os << c.name; }
 class ReportField : public EMSMessageBuilderTest, public ::testing::WithParamInterface<FieldCase> {};
 
 TEST_P(ReportField, Is) {
-  for (const auto& [path, value] : GetParam().settings) Set(path.c_str(), value);
+  for (const auto& [path, value] : GetParam().settings) Set(path, value);
   rapidjson::Document report;
   report.Parse(Report().c_str());
   std::string values;
-  for (const char* key : GetParam().keys) values += std::string(key == GetParam().keys[0] ? "" : "|") + report[key].GetString();
+  for (const char* key : GetParam().keys) {
+    values += std::string(key == GetParam().keys[0] ? "" : "|") + report[key].GetString();
+  }
   EXPECT_EQ(GetParam().values, values);
 }
 
@@ -132,10 +127,13 @@ INSTANTIATE_TEST_SUITE_P(
         FieldCase{"PhoneNumberOf134BytesIsLeftOut", {{"sip/phone_number", k133 + "5"}}, {"phoneNumber"}, ""},
         FieldCase{"UnregisteredSendsNoUser", {{"status/sip/registered", "0"}},
                   {"userName", "userId", "phoneNumber", "sipProxy"}, "|||"},
-        FieldCase{"DeskPhoneSendsItsHeadsetType", {{"status/peripheral/usb_headset_type", "Wired"}}, {"USBHeadsetType"}, "Wired"},
+        FieldCase{"DeskPhoneSendsItsHeadsetType", {{"status/peripheral/usb_headset_type", "Wired"}},
+                  {"USBHeadsetType"}, "Wired"},
         FieldCase{"ConferencePhoneSendsNoHeadsetType",
-                  {{"status/peripheral/usb_headset_type", "Wired"}, {"device/is_conference_phone", "1"}}, {"USBHeadsetType"}, ""},
-        FieldCase{"NumbersInDecimalAndTheCountCutTo7", {{"network/vlan/id", "100"}, {"ems/unreceived_requests", "123456789"}},
+                  {{"status/peripheral/usb_headset_type", "Wired"}, {"device/is_conference_phone", "1"}},
+                  {"USBHeadsetType"}, ""},
+        FieldCase{"NumbersInDecimalAndTheCountCutTo7",
+                  {{"network/vlan/id", "100"}, {"ems/unreceived_requests", "123456789"}},
                   {"vlanId", "unreceived_request"}, "100|1234567"},
         FieldCase{"NegativeCount", {{"ems/unreceived_requests", "-12"}}, {"unreceived_request"}, "-12"},
         FieldCase{"ServerSfB", {{"sip/application_server", "6"}}, {"ApplicationServer"}, "SfB"},
@@ -143,13 +141,15 @@ INSTANTIATE_TEST_SUITE_P(
         FieldCase{"ServerPastTheTable", {{"sip/application_server", "9"}}, {"ApplicationServer"}, "unknown"},
         FieldCase{"ServerBelowTheTable", {{"sip/application_server", "-1"}}, {"ApplicationServer"}, "unknown"},
         FieldCase{"NoLocationWhenNoneIsConfigured",
-                  {{"location/street", ""}, {"location/house_number", ""}, {"location/city", ""}, {"location/country", ""}},
+                  {{"location/street", ""}, {"location/house_number", ""}, {"location/city", ""},
+                   {"location/country", ""}},
                   {"location"}, ""},
         FieldCase{"BToEDisabled", {{"btoe/enabled", "0"}, {"status/btoe/paired", "1"}, {"status/btoe/version", "2.0"}},
                   {"BToEpairingstatus", "BToEversion"}, "BToE disabled|"},
         FieldCase{"BToEAutoPairedOfUnknownVersion", {{"status/btoe/paired", "1"}}, {"BToEpairingstatus", "BToEversion"},
                   "auto paired|unknown"},
-        FieldCase{"BToEManuallyPaired", {{"status/btoe/paired", "1"}, {"btoe/pairing_mode", "0"}, {"status/btoe/version", "2.0.17"}},
+        FieldCase{"BToEManuallyPaired",
+                  {{"status/btoe/paired", "1"}, {"btoe/pairing_mode", "0"}, {"status/btoe/version", "2.0.17"}},
                   {"BToEpairingstatus", "BToEversion"}, "manual paired|2.0.17"}),
     [](const ::testing::TestParamInfo<FieldCase>& info) { return std::string(info.param.name); });
 
@@ -162,7 +162,8 @@ TEST_F(EMSMessageBuilderTest, StatusTextForEachPhoneState) {
   for (const auto& c : cases) {
     Set("status/firmware/upgrade_state", c.upgrade);
     Set("status/sip/line/0/offline", c.offline);
-    EXPECT_STREQ(c.text, Builder()->EmsGetStatusStr(static_cast<E_PHONE_STATE_TYPE>(c.state))) << c.upgrade << c.offline;
+    EXPECT_STREQ(c.text, Builder()->EmsGetStatusStr(static_cast<E_PHONE_STATE_TYPE>(c.state)))
+        << c.state << " " << c.upgrade << " " << c.offline;
   }
 }
 
@@ -170,19 +171,20 @@ TEST_F(EMSMessageBuilderTest, PathListItemsAreStrippedAndTheFirstStarIsAWildcard
   for (const char* path : {"a/b", "c1/d ", "c2/d", "e", "abx", "abxb", "s/1/na*e"}) Set(path, path);
   Set("long/fits", std::string(255, 'f'));
   Set("long/too", std::string(256, 't'));
-  const std::pair<const char*, Pairs> cases[] = {
-      {" /a/b, c*d ,,e", {{"a/b", "a/b"}, {"c1/d ", "c1/d "}, {"e", "e"}}},  // "c*d " keeps its blank
-      {"///e,,, //a/b", {{"e", "e"}, {"a/b", "a/b"}}},
-      {"e, missing/path, e ", {{"e", "e"}}},
-      {"ab*b", {{"abxb", "abxb"}}},
-      {"s/*/na*e", {{"s/1/na*e", "s/1/na*e"}}},
-      {"status/peripheral/device/*/name", {{"status/peripheral/device/0/name", "USB Headset"}}},
-      {"long/*", {{"long/fits", std::string(255, 'f')}}},
-      {" / ,, //,", {}},
-      {"", {}}};
+  const std::pair<const char*, std::string> cases[] = {
+      {" /a/b, c*d ,,e", R"({"a/b":"a/b","c1/d ":"c1/d ","e":"e"})"},  // "c*d " keeps its blank
+      {"///e,,, //a/b", R"({"e":"e","a/b":"a/b"})"},
+      {"e, missing/path, e ", R"({"e":"e"})"},
+      {"ab*b", R"({"abxb":"abxb"})"},
+      {"s/*/na*e", R"({"s/1/na*e":"s/1/na*e"})"},
+      {"status/peripheral/device/*/name", R"({"status/peripheral/device/0/name":"USB Headset"})"},
+      {"long/*", R"({"long/fits":")" + std::string(255, 'f') + "\"}"},
+      {" / ,, //,", "{}"},
+      {"", "{}"}};
   for (const auto& [paths, expected] : cases) EXPECT_EQ(expected, Additional(paths)) << paths;
-  ExpectLogged("EMSMessageBuilder", {{LOG_DEBUG, "InsertDmReportPeriodicParams", "dmReportPeriodicStatusPaths:  / ,, //,"},
-                                     {LOG_DEBUG, "AddParamToMsg", "Insert long/too to status message"}});
+  ExpectLogged("EMSMessageBuilder",
+               {{LOG_DEBUG, "InsertDmReportPeriodicParams", "dmReportPeriodicStatusPaths:  / ,, //,"},
+                {LOG_DEBUG, "AddParamToMsg", "Insert long/too to status message"}});
 }
 
 TEST_F(EMSMessageBuilderTest, UserDataKeysFollowTheReportAndAreCutTo2047Bytes) {
@@ -190,7 +192,8 @@ TEST_F(EMSMessageBuilderTest, UserDataKeysFollowTheReportAndAreCutTo2047Bytes) {
   UserDataKeysConf request;
   const std::string json = ToJson(request);
   EXPECT_EQ(R"("additionalParams":{},"UD_personal_settings/functional_key/1/type":"speed_dial",)"
-            R"("UD_personal_settings/functional_key/1/value":"+15550199","UD_personal_settings/functional_key/2/type":"line",)"
+            R"("UD_personal_settings/functional_key/1/value":"+15550199",)"
+            R"("UD_personal_settings/functional_key/2/type":"line",)"
             R"("UD_personal_settings/functional_key/2/value":")" + std::string(2047, 'v') + "\"}",
             json.substr(json.find(R"("additionalParams")")));
   EXPECT_FALSE(log_.Contains(LOG_NOTICE, "vmCfgIterGetData")) << "the normal end of the walk logs nothing";
