@@ -245,9 +245,9 @@ std::string Slot(const std::string& table, int slot, std::initializer_list<const
   }
   return text;
 }
-const std::initializer_list<const char*> kFields = {"name",     "description", "source_component", "additionalInfo1",
-                                                    "additionalInfo2", "category", "severity", "type",
-                                                    "probable_cause", "ui_notification"};
+const std::initializer_list<const char*> kFields = {
+    "name", "description", "source_component", "additionalInfo1", "additionalInfo2",
+    "category", "severity", "type", "probable_cause", "ui_notification"};
 int Alarm(const std::string& source) {
   return AlertManager::GetInstance()->FindAlertIndex("Device fails to get certificate", source);
 }
