@@ -47,8 +47,7 @@ class EMSMessageBuilderTest : public EmsTest {
 };
 
 TEST(EmsRequests, UnfilledRecordsWriteEveryKeyEmptyInOrderAndListsKeepRepeats) {
-  EXPECT_EQ(std::string(kEmpty) + R"("vlanId":"","model":"","fwVersion":"","BootLoaderversion":"",)"
-                R"("MSTeamsversion":"",)"
+  EXPECT_EQ(std::string(kEmpty) + R"("vlanId":"","model":"","fwVersion":"","BootLoaderversion":"","MSTeamsversion":"",)"
                 R"("ApplicationServer":"","userAgent":"","location":"","userName":"","userId":"","phoneNumber":"",)"
                 R"("status":"","sipProxy":"","sync_id":"","unreceived_request":"","BToEpairingstatus":"",)"
                 R"("BToEversion":"","USBHeadsetType":"","ModelInformation":"","additionalParams":{}})",

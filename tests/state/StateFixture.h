@@ -26,13 +26,13 @@ class StateFixture : public ::testing::Test {
  protected:
   std::string Path(const std::string& name) const { return db_.directory() + "/" + name; }
   // A certificate for the test key, written as PEM to Path(name) when a name is given.
-  X509* Make(const testpki::CertSpec& spec, const std::string& name = "") {
-    certs_.push_back(testpki::MakeCert(key_.get(), spec));
+  X509* Make(const testpki::CertSpec& wanted, const std::string& name = "") {
+    certs_.push_back(testpki::MakeCert(key_.get(), wanted));
     EXPECT_TRUE(name.empty() || testpki::WriteCertPem(Path(name), certs_.back().get())) << name;
     return certs_.back().get();
   }
-  std::string CertFile(const testpki::CertSpec& spec, const std::string& name) {
-    Make(spec, name);
+  std::string CertFile(const testpki::CertSpec& wanted, const std::string& name) {
+    Make(wanted, name);
     return Path(name);
   }
   size_t Count(const std::string& fragment) const {  // of the captured lines holding `fragment`
