@@ -1,6 +1,5 @@
 #include <openssl/evp.h>
 #include <rapidjson/document.h>
-#include <sqlite3.h>
 
 #include <cstring>
 #include <vector>
@@ -23,10 +22,7 @@ std::string Md5(const std::string& data) {  // OpenSSL's MD5 directly, not the l
 
 class EMSMessageBuilderTest : public EmsTest {
  protected:
-  void SetUp() override {
-    EmsTest::SetUp();
-    InitEMSMessageBuilderBaseInstance();
-  }
+  void SetUp() override { EmsTest::SetUp(); InitEMSMessageBuilderBaseInstance(); }
   static EMSMessageBuilder* Builder() { return BuilderHolder::Instance(); }
   // A complete status report as a sender builds it.
   static std::string Report() {
@@ -46,22 +42,10 @@ class EMSMessageBuilderTest : public EmsTest {
   }
 };
 
-TEST(EmsRequests, UnfilledRecordsWriteEveryKeyEmptyInOrderAndListsKeepRepeats) {
-  EXPECT_EQ(std::string(kEmpty) + R"("vlanId":"","model":"","fwVersion":"","BootLoaderversion":"","MSTeamsversion":"",)"
-                R"("ApplicationServer":"","userAgent":"","location":"","userName":"","userId":"","phoneNumber":"",)"
-                R"("status":"","sipProxy":"","sync_id":"","unreceived_request":"","BToEpairingstatus":"",)"
-                R"("BToEversion":"","USBHeadsetType":"","ModelInformation":"","additionalParams":{}})",
-            ToJson(EmsIppStatusRequest()));
-  // Parameter lists keep their pairs in order, repeats included.
+TEST(EmsRequests, ParameterListsFollowTheBaseKeysAndKeepTheirPairsInOrderWithRepeats) {
   EmsCfgReportRequest report("cfgParams");
-  for (const char* value : {"first", "second"}) report.m_params.AddElement("k", value);
-  report.m_params.AddElement("empty", "");
-  EXPECT_EQ(std::string(kEmpty) + R"("cfgParams":{"k":"first","k":"second","empty":""}})", ToJson(report));
-  EXPECT_STREQ("ParamsList", report.m_params.GetParams().GetName());
-  EXPECT_EQ(1003, report.m_params.GetParams().getElementType());
-  EmsHttpCmdRequest command;
-  command.AddElement("command", "reboot");
-  EXPECT_EQ(std::string(kEmpty) + R"("command":"reboot"})", ToJson(command));
+  for (const char* value : {"first", "second", ""}) report.m_params.AddElement("k", value);
+  EXPECT_EQ(std::string(kEmpty) + R"("cfgParams":{"k":"first","k":"second","k":""}})", ToJson(report));
 }
 
 TEST_F(EMSMessageBuilderTest, AFullReportFromTheDefaultProfile) {
@@ -99,8 +83,6 @@ struct FieldCase {
   std::string values;  // the keys' values, '|'-separated
 };
 
-void PrintTo(const FieldCase& c, std::ostream* os) { *os << c.name; }
-
 class ReportField : public EMSMessageBuilderTest, public ::testing::WithParamInterface<FieldCase> {};
 
 TEST_P(ReportField, Is) {
@@ -108,52 +90,45 @@ TEST_P(ReportField, Is) {
   rapidjson::Document report;
   report.Parse(Report().c_str());
   std::string values;
-  for (const char* key : GetParam().keys) {
-    values += std::string(key == GetParam().keys[0] ? "" : "|") + report[key].GetString();
-  }
+  for (const char* key : GetParam().keys) values += std::string(report[key].GetString()) + "|";
+  values.pop_back();
   EXPECT_EQ(GetParam().values, values);
 }
 
 const std::string k127(127, 'u'), k133(133, '5');
-INSTANTIATE_TEST_SUITE_P(
-    Fields, ReportField,
-    ::testing::Values(
-        FieldCase{"UserIdOf127AndPhoneNumberOf133BytesAreSent", {{"sip/user_id", k127}, {"sip/phone_number", k133}},
-                  {"userId", "phoneNumber"}, k127 + "|" + k133},
-        FieldCase{"UserIdOf128AndPhoneNumberOf134BytesAreLeftOut",
-                  {{"sip/user_id", k127 + "u"}, {"sip/phone_number", k133 + "5"}}, {"userId", "phoneNumber"}, "|"},
-        FieldCase{"UnregisteredSendsNoUser", {{"status/sip/registered", "0"}},
-                  {"userName", "userId", "phoneNumber", "sipProxy"}, "|||"},
-        FieldCase{"DeskPhoneSendsItsHeadsetType", {{"status/peripheral/usb_headset_type", "Wired"}},
-                  {"USBHeadsetType"}, "Wired"},
-        FieldCase{"ConferencePhoneSendsNoHeadsetType",
-                  {{"status/peripheral/usb_headset_type", "Wired"}, {"device/is_conference_phone", "1"}},
-                  {"USBHeadsetType"}, ""},
-        FieldCase{"NumbersInDecimalAndTheCountCutTo7",
-                  {{"network/vlan/id", "100"}, {"ems/unreceived_requests", "123456789"}},
-                  {"vlanId", "unreceived_request"}, "100|1234567"},
-        FieldCase{"Server3CX", {{"sip/application_server", "8"}}, {"ApplicationServer"}, "3CX"},
-        FieldCase{"ServerPastTheTable", {{"sip/application_server", "9"}}, {"ApplicationServer"}, "unknown"},
-        FieldCase{"ServerBelowTheTable", {{"sip/application_server", "-1"}}, {"ApplicationServer"}, "unknown"},
-        FieldCase{"NoLocationWhenNoneIsConfigured",
-                  {{"location/street", ""}, {"location/house_number", ""}, {"location/city", ""},
-                   {"location/country", ""}},
-                  {"location"}, ""},
-        FieldCase{"BToEDisabled", {{"btoe/enabled", "0"}, {"status/btoe/paired", "1"}, {"status/btoe/version", "2.0"}},
-                  {"BToEpairingstatus", "BToEversion"}, "BToE disabled|"},
-        FieldCase{"BToEAutoPairedOfUnknownVersion", {{"status/btoe/paired", "1"}}, {"BToEpairingstatus", "BToEversion"},
-                  "auto paired|unknown"},
-        FieldCase{"BToEManuallyPaired",
-                  {{"status/btoe/paired", "1"}, {"btoe/pairing_mode", "0"}, {"status/btoe/version", "2.0.17"}},
-                  {"BToEpairingstatus", "BToEversion"}, "manual paired|2.0.17"}),
+const char *kUser = "userId", *kPhone = "phoneNumber", *kServer = "sip/application_server", *kUsb = "USBHeadsetType";
+const char *kHeadsetType = "status/peripheral/usb_headset_type", *kPaired = "status/btoe/paired";
+const std::vector<const char*> kBToE = {"BToEpairingstatus", "BToEversion"}, kServerName = {"ApplicationServer"};
+INSTANTIATE_TEST_SUITE_P(Fields, ReportField, ::testing::Values(
+    FieldCase{"UserIdOf127AndPhoneNumberOf133BytesAreSent", {{"sip/user_id", k127}, {"sip/phone_number", k133}},
+              {kUser, kPhone}, k127 + "|" + k133},
+    FieldCase{"UserIdOf128AndPhoneNumberOf134BytesAreLeftOut",
+              {{"sip/user_id", k127 + "u"}, {"sip/phone_number", k133 + "5"}}, {kUser, kPhone}, "|"},
+    FieldCase{"UnregisteredSendsNoUser", {{"status/sip/registered", "0"}}, {"userName", kUser, kPhone, "sipProxy"},
+              "|||"},
+    FieldCase{"DeskPhoneSendsItsHeadsetType", {{kHeadsetType, "Wired"}}, {kUsb}, "Wired"},
+    FieldCase{"ConferencePhoneSendsNoHeadsetType", {{kHeadsetType, "W"}, {"device/is_conference_phone", "1"}}, {kUsb},
+              ""},
+    FieldCase{"NumbersInDecimalCountCutTo7", {{"network/vlan/id", "10"}, {"ems/unreceived_requests", "123456789"}},
+              {"vlanId", "unreceived_request"}, "10|1234567"},
+    FieldCase{"Server3CX", {{kServer, "8"}}, kServerName, "3CX"},
+    FieldCase{"ServerPastTheTable", {{kServer, "9"}}, kServerName, "unknown"},
+    FieldCase{"ServerBelowTheTable", {{kServer, "-1"}}, kServerName, "unknown"},
+    FieldCase{"NoLocationWhenNoneIsConfigured", {{"location/street", ""}, {"location/house_number", ""},
+              {"location/city", ""}, {"location/country", ""}}, {"location"}, ""},
+    FieldCase{"BToEDisabled", {{"btoe/enabled", "0"}, {kPaired, "1"}, {"status/btoe/version", "2"}}, kBToE,
+              "BToE disabled|"},
+    FieldCase{"BToEAutoPairedOfUnknownVersion", {{kPaired, "1"}}, kBToE, "auto paired|unknown"},
+    FieldCase{"BToEManuallyPaired", {{kPaired, "1"}, {"btoe/pairing_mode", "0"}, {"status/btoe/version", "2.1"}}, kBToE,
+              "manual paired|2.1"}),
     [](const ::testing::TestParamInfo<FieldCase>& info) { return std::string(info.param.name); });
 
 TEST_F(EMSMessageBuilderTest, StatusTextForEachPhoneState) {
   const struct { const char *upgrade, *offline; int state; const char* text; } cases[] = {
-      {"0", "0", PHONE_STATE_STARTED, "started"},    {"-1", "1", PHONE_STATE_RESTARTING, "restarting"},
+      {"0", "0", PHONE_STATE_STARTED, "started"}, {"-1", "1", PHONE_STATE_RESTARTING, "restarting"},
       {"0", "0", PHONE_STATE_UPGRADING, "upgrading"}, {"0", "0", PHONE_STATE_PERIODIC, "registered"},
-      {"0", "1", PHONE_STATE_PERIODIC, "offline"},   {"-1", "1", PHONE_STATE_PERIODIC, "upgrading"},
-      {"-2", "0", 7, "upgrading"},                   {"-3", "1", PHONE_STATE_PERIODIC, "offline"}};
+      {"0", "1", PHONE_STATE_PERIODIC, "offline"}, {"-1", "1", PHONE_STATE_PERIODIC, "upgrading"},
+      {"-2", "0", 7, "upgrading"}, {"-3", "1", PHONE_STATE_PERIODIC, "offline"}};
   for (const auto& c : cases) {
     Set("status/firmware/upgrade_state", c.upgrade);
     Set("status/sip/line/0/offline", c.offline);
@@ -168,14 +143,10 @@ TEST_F(EMSMessageBuilderTest, PathListItemsAreStrippedAndTheFirstStarIsAWildcard
   Set("long/too", std::string(256, 't'));
   const std::pair<const char*, std::string> cases[] = {
       {" /a/b, c*d ,,e", R"({"a/b":"a/b","c1/d ":"c1/d ","e":"e"})"},  // "c*d " keeps its blank
-      {"///e,,, //a/b", R"({"e":"e","a/b":"a/b"})"},
-      {"e, missing/path, e ", R"({"e":"e"})"},
-      {"ab*b", R"({"abxb":"abxb"})"},
-      {"s/*/na*e", R"({"s/1/na*e":"s/1/na*e"})"},
+      {"///e,,, //a/b", R"({"e":"e","a/b":"a/b"})"}, {"e, missing/path, e ", R"({"e":"e"})"},
+      {"ab*b", R"({"abxb":"abxb"})"}, {"s/*/na*e", R"({"s/1/na*e":"s/1/na*e"})"}, {" / ,, //,", "{}"}, {"", "{}"},
       {"status/peripheral/device/*/name", R"({"status/peripheral/device/0/name":"USB Headset"})"},
-      {"long/*", R"({"long/fits":")" + std::string(255, 'f') + "\"}"},
-      {" / ,, //,", "{}"},
-      {"", "{}"}};
+      {"long/*", R"({"long/fits":")" + std::string(255, 'f') + "\"}"}};
   for (const auto& [paths, expected] : cases) EXPECT_EQ(expected, Additional(paths)) << paths;
   ExpectLogged("EMSMessageBuilder",
                {{LOG_DEBUG, "InsertDmReportPeriodicParams", "dmReportPeriodicStatusPaths:  / ,, //,"},
@@ -192,24 +163,12 @@ TEST_F(EMSMessageBuilderTest, UserDataKeysFollowTheReportAndAreCutTo2047Bytes) {
             R"("UD_personal_settings/functional_key/2/value":")" + std::string(2047, 'v') + "\"}",
             json.substr(json.find(R"("additionalParams")")));
   EXPECT_FALSE(log_.Contains(LOG_NOTICE, "vmCfgIterGetData")) << "the normal end of the walk logs nothing";
-  // Another process (here: the sqlite3 library itself) empties the table.
-  sqlite3* db = nullptr;
-  ASSERT_EQ(SQLITE_OK, sqlite3_open(db_.path().c_str(), &db));
-  sqlite3_busy_timeout(db, 5000);
-  EXPECT_EQ(SQLITE_OK, sqlite3_exec(db, "DELETE FROM params WHERE path LIKE 'personal_settings/functional_key/%'",
-                                    nullptr, nullptr, nullptr));
-  sqlite3_close(db);
+  for (const char* key : {"1/type", "1/value", "2/type", "2/value"}) {
+    ASSERT_EQ(VM_CFG_OK, vmCfgDeleteParam(("personal_settings/functional_key/" + std::string(key)).c_str()));
+  }
   UserDataKeysConf empty;
   EXPECT_EQ(0u, empty.m_functionKeys.size());
   ExpectLogged("EMSMessageBuilderSfb", {{LOG_NOTICE, "FillUserDataKeysConf", "vmCfgIterGetData return with NULL"}});
-}
-
-TEST(EMSMessageBuilderInstance, AskingBeforeInitialisationStopsTheProcessAndInitialisingInstallsOne) {
-  EXPECT_DEATH(BuilderHolder::Instance(), "EMSMessageBuilder.*Assertion `m_Instance' failed");
-  TempDatabase db;
-  InitEMSMessageBuilderBaseInstance();
-  EXPECT_NE(nullptr, dynamic_cast<EMSMessageBuilderSfb*>(BuilderHolder::Instance()));
-  EXPECT_EQ(BuilderHolder::Instance(), EMSMessageBuilderSfb::Instance().get());
 }
 
 }  // namespace
