@@ -13,9 +13,6 @@
 #include "support/TempDatabase.h"
 #include "support/TestPki.h"
 
-// One expected log line: its level, the function that logged it, its text.
-using LogLine = std::tuple<int, const char*, std::string>;
-
 // The configuration value at `path`, or "<missing>".
 inline std::string Stored(const std::string& path) {
   char value[4096] = {0};
@@ -31,19 +28,14 @@ class StateFixture : public ::testing::Test {
     EXPECT_TRUE(name.empty() || testpki::WriteCertPem(Path(name), certs_.back().get())) << name;
     return certs_.back().get();
   }
-  std::string CertFile(const testpki::CertSpec& wanted, const std::string& name) {
-    Make(wanted, name);
-    return Path(name);
-  }
+  std::string CertFile(const testpki::CertSpec& spec, const std::string& name) { Make(spec, name); return Path(name); }
   size_t Count(const std::string& fragment) const {  // of the captured lines holding `fragment`
     return std::count_if(log_.lines().begin(), log_.lines().end(),
                          [&](const CapturedLine& line) { return line.text.find(fragment) != std::string::npos; });
   }
-  // Each line was logged by this library's module from `unit`.
-  void ExpectLogged(const char* unit, std::initializer_list<LogLine> lines) const {
-    for (const auto& [level, function, text] : lines) {
-      EXPECT_TRUE(log_.Logged(VM_LOG_MODULE_ALERTS, level, unit, function, text));
-    }
+  // Each line (level, function, text) was logged by this library's module from `unit`.
+  void ExpectLogged(const char* unit, std::initializer_list<std::tuple<int, const char*, std::string>> lines) const {
+    for (const auto& [level, fn, text] : lines) EXPECT_TRUE(log_.Logged(VM_LOG_MODULE_ALERTS, level, unit, fn, text));
   }
 
   TempDatabase db_;
