@@ -1,15 +1,16 @@
-// Helpers shared by the EMS tests: JSON text of a record, parsed with
-// RapidJSON, and the keys of an object in document order.
+// The fixture of the EMS tests: a private configuration database seeded with
+// the default profile and a fixed network identity, captured log lines, and
+// the JSON text of records.
 #ifndef DEVMGMT_TESTS_EMS_EMSTESTSUPPORT_H_
 #define DEVMGMT_TESTS_EMS_EMSTESTSUPPORT_H_
 
-#include <gtest/gtest.h>
-#include <rapidjson/document.h>
-
 #include <string>
-#include <vector>
+#include <tuple>
 
 #include "platform/uJson.h"
+#include "platform/vmCfg.h"
+#include "support/LogCapture.h"
+#include "support/TempDatabase.h"
 
 inline std::string ToJson(const ISerializable& record) {
   std::string text;
@@ -17,29 +18,25 @@ inline std::string ToJson(const ISerializable& record) {
   return text;
 }
 
-// Parses `text`; a parse error fails the test.
-inline rapidjson::Document Parse(const std::string& text) {
-  rapidjson::Document document;
-  document.Parse(text.c_str(), text.size());
-  EXPECT_FALSE(document.HasParseError()) << text;
-  EXPECT_TRUE(document.IsObject()) << text;
-  return document;
-}
+class EmsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    Set("network/override/mac", "00:11:22:aa:bb:cc");
+    Set("network/override/ip_address", "192.0.2.10");
+    Set("network/override/netmask", "255.255.255.0");
+  }
+  static void Set(const char* path, const std::string& value) {
+    ASSERT_EQ(VM_CFG_OK, vmCfgSetParam(path, value.c_str())) << path;
+  }
+  // Each line (level, function, text) was logged by the EMS module from `unit`.
+  void ExpectLogged(const char* unit, std::initializer_list<std::tuple<int, const char*, std::string>> lines) const {
+    for (const auto& [level, function, text] : lines) {
+      EXPECT_TRUE(log_.Logged(VM_LOG_MODULE_EMS, level, unit, function, text));
+    }
+  }
 
-inline std::vector<std::string> Keys(const rapidjson::Value& object) {
-  std::vector<std::string> keys;
-  if (!object.IsObject()) return keys;
-  for (auto it = object.MemberBegin(); it != object.MemberEnd(); ++it) keys.emplace_back(it->name.GetString());
-  return keys;
-}
-
-// The keys of the status report, in order.
-inline std::vector<std::string> StatusReportKeys() {
-  return {"sessionId", "emsUserName", "emsUserPassword", "ip", "subnet", "mac", "vlanId", "model",
-          "fwVersion", "BootLoaderversion", "MSTeamsversion", "ApplicationServer", "userAgent",
-          "location", "userName", "userId", "phoneNumber", "status", "sipProxy", "sync_id",
-          "unreceived_request", "BToEpairingstatus", "BToEversion", "USBHeadsetType",
-          "ModelInformation", "additionalParams"};
-}
+  TempDatabase db_;
+  LogCapture log_;
+};
 
 #endif  // DEVMGMT_TESTS_EMS_EMSTESTSUPPORT_H_

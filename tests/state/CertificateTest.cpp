@@ -1,322 +1,252 @@
-#include <gtest/gtest.h>
-#include <openssl/x509.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstring>
-#include <ctime>
-#include <filesystem>
 #include <map>
 #include <sstream>
-#include <string>
 
-#include "platform/vmCfg.h"
+#include "alerts/AlertManager.h"
+#include "state/CertAcquisition.h"
 #include "state/SCEPEnrollUtility.h"
-#include "support/LogCapture.h"
-#include "support/TempDatabase.h"
-#include "support/TestPki.h"
+#include "state/StateFixture.h"
+#include "state/uSystemState.h"
 
 namespace {
 
-using testpki::CertSpec;
+const char kUnit[] = "SCEPEnrollUtility";
 
-class CertificateTest : public ::testing::Test {
- protected:
-  TempDatabase db_;
-  LogCapture log_;
-  testpki::Key key_ = testpki::NewRsaKey();
-
-  std::string Path(const std::string& name) const { return db_.directory() + "/" + name; }
-
-  // Writes a certificate for the test key as PEM and returns its path.
-  std::string WriteCert(const std::string& name, const CertSpec& spec) {
-    testpki::Cert cert = testpki::MakeCert(key_.get(), spec);
-    EXPECT_TRUE(testpki::WriteCertPem(Path(name), cert.get()));
-    return Path(name);
-  }
-
-  bool Logged(int level, const std::string& text) const {
-    for (const CapturedLine& line : log_.lines()) {
-      if (line.level == level && line.text == text) return true;
-    }
-    return false;
-  }
-};
-
-bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
-
-// True when a folder holds a hidden file: a temporary file left behind.
-bool HoldsTemporary(const std::string& dir) {
-  for (const auto& entry : std::filesystem::directory_iterator(dir)) {
-    if (entry.path().filename().string()[0] == '.') return true;
-  }
-  return false;
-}
+using CertificateTest = StateFixture;
 
 TEST_F(CertificateTest, ValidityToleratesFiveMinutesOnBothEnds) {
-  CertSpec future;
-  future.not_before_offset = 3600;
-  EXPECT_EQ(1, check_cert_expired(WriteCert("future.crt", future).c_str()));
-  EXPECT_TRUE(log_.Contains(LOG_ERR, "cert_crypto_valid: not before condition failed"));
-  EXPECT_TRUE(log_.Contains(LOG_NOTICE, "offset 0 tolerance 300"));
-  EXPECT_TRUE(log_.Contains(LOG_NOTICE, "cert_crypto_valid: OK"));
-  EXPECT_EQ("SCEPEnrollUtility", log_.lines().back().unit);
-
-  CertSpec soon;
-  soon.not_before_offset = 200;  // inside the tolerance: nothing to report
-  const size_t before = log_.lines().size();
-  EXPECT_EQ(1, check_cert_expired(WriteCert("soon.crt", soon).c_str()));
-  for (size_t i = before; i < log_.lines().size(); ++i) {
-    EXPECT_EQ(std::string::npos, log_.lines()[i].text.find("not before")) << log_.lines()[i].text;
+  const struct { long from, until; int ok; } cases[] = {{3600, 86400, 1}, {200, 1, 1}, {-60, -240, 1}, {-60, -360, 0}};
+  for (const auto& c : cases) {
+    log_.Clear();
+    EXPECT_EQ(c.ok, check_cert_expired(CertFile({"c", c.from, c.until}, "c.crt").c_str()));
+    EXPECT_EQ(c.from > 300, Count(", offset 0 tolerance 300\n") + Count("not before condition failed") == 2) << c.from;
   }
-
-  CertSpec four_minutes_ago;
-  four_minutes_ago.not_after_offset = -240;
-  EXPECT_EQ(1, check_cert_expired(WriteCert("4min.crt", four_minutes_ago).c_str()));
-  CertSpec six_minutes_ago;
-  six_minutes_ago.not_after_offset = -360;
-  EXPECT_EQ(0, check_cert_expired(WriteCert("6min.crt", six_minutes_ago).c_str()));
-  EXPECT_TRUE(log_.Contains(LOG_ERR, "cert_crypto_valid: not after condition failed"));
-  EXPECT_TRUE(log_.Contains(LOG_NOTICE, "After is :"));
-
-  EXPECT_EQ(0, check_cert_expired(nullptr));
-  EXPECT_EQ(0, check_cert_expired(Path("missing.crt").c_str()));
-}
-
-TEST_F(CertificateTest, LocalValidityLooksAtTheDeviceCertificate) {
-  EXPECT_EQ(0, check_local_cert_validity(nullptr));
-  EXPECT_EQ(0, check_local_cert_validity(db_.directory().c_str()));
-  EXPECT_TRUE(Logged(LOG_NOTICE, "result of checking local cert vaidity is 0"));
-  WriteCert("device.crt", CertSpec());
+  ExpectLogged(kUnit, {{LOG_NOTICE, "check_cert_expired", "After is :"},
+                       {LOG_ERR, "check_cert_expired", "cert_crypto_valid: not after condition failed"}});
+  EXPECT_EQ(0, check_cert_expired(nullptr) + check_cert_expired(Path("missing.crt").c_str()) +
+                   check_local_cert_validity(nullptr) + check_local_cert_validity(db_.directory().c_str()));
+  ExpectLogged(kUnit, {{LOG_NOTICE, "check_local_cert_validity", "result of checking local cert vaidity is 0"}});
+  CertFile({}, "device.crt");
   EXPECT_EQ(1, check_local_cert_validity(db_.directory().c_str()));
-  EXPECT_TRUE(Logged(LOG_NOTICE, "result of checking local cert vaidity is 1"));
-  CertSpec expired;
-  expired.not_after_offset = -3600;
-  WriteCert("device.crt", expired);
-  EXPECT_EQ(0, check_local_cert_validity(db_.directory().c_str()));
 }
 
-TEST_F(CertificateTest, LoaderReadsOnlyAPemCertificate) {
-  testpki::Cert cert = testpki::MakeCert(key_.get(), CertSpec());
-  ASSERT_TRUE(testpki::WriteCertPem(Path("good.crt"), cert.get()));
-  certificate_openssl* loaded = get_certificate(Path("good.crt").c_str());
-  ASSERT_NE(nullptr, loaded);
-  ASSERT_NE(nullptr, loaded->certificate);
-  EXPECT_EQ(nullptr, loaded->private_key);
-  unsigned char* der = nullptr;
-  const int der_length = i2d_X509(cert.get(), &der);
-  ASSERT_EQ(der_length, loaded->der_length);
-  EXPECT_EQ(0, std::memcmp(der, loaded->der, static_cast<size_t>(der_length)));
-  EXPECT_EQ(0, X509_cmp(cert.get(), loaded->certificate));
-  OPENSSL_free(der);
+TEST_F(CertificateTest, LoaderReadsOnlyAPemCertificateAndNeverLogsAKey) {
+  X509* cert = Make({}, "good");
+  certificate_openssl* loaded = get_certificate(Path("good").c_str());
+  EXPECT_EQ(0, loaded ? X509_cmp(cert, loaded->certificate) : -1);
   cert_crypto_destroy(loaded);
-  cert_crypto_destroy(nullptr);
-
+  ASSERT_TRUE(testpki::WriteCertDer(Path("der"), cert));
+  ASSERT_TRUE(testpki::WriteFile(Path("notder"), "-----BEGIN CERTIFICATE-----\naGk=\n-----END CERTIFICATE-----\n"));
+  ASSERT_TRUE(testpki::WritePrivateKeyPem(Path("key"), key_.get()));
+  for (const char* name : {"der", "notder", "key", "missing"}) EXPECT_EQ(nullptr, get_certificate(Path(name).c_str()));
   EXPECT_EQ(nullptr, get_certificate(nullptr));
-  EXPECT_EQ(nullptr, get_certificate(Path("missing.crt").c_str()));
-  EXPECT_TRUE(log_.Contains(LOG_ERR, "doesn't exist"));
-  EXPECT_EQ("vml_lync_alloc_key_from_file", log_.lines().back().function);
-
-  ASSERT_TRUE(testpki::WriteFile(Path("empty.crt"), ""));
-  ASSERT_TRUE(testpki::WriteCertDer(Path("der.crt"), cert.get()));
-  ASSERT_TRUE(testpki::WriteFile(Path("garbage.crt"), "-----BEGIN CERTIFICATE-----\n%s%n\n-----END"));
-  ASSERT_TRUE(testpki::WriteFile(Path("notder.crt"),
-                                 "-----BEGIN CERTIFICATE-----\naGVsbG8gd29ybGQ=\n-----END CERTIFICATE-----\n"));
-  for (const char* name : {"empty.crt", "der.crt", "garbage.crt", "notder.crt"}) {
-    EXPECT_EQ(nullptr, get_certificate(Path(name).c_str())) << name;
-  }
-  EXPECT_TRUE(log_.Contains(LOG_NOTICE, "PEM_read_bio failed"));
-  EXPECT_TRUE(Logged(LOG_ERR, "File:" + Path("der.crt") + " fail reading\n"));
-}
-
-TEST_F(CertificateTest, PrivateKeyPemIsRefusedAndNeverLogged) {
-  ASSERT_TRUE(testpki::WritePrivateKeyPem(Path("key.pem"), key_.get()));
-  EXPECT_EQ(nullptr, get_certificate(Path("key.pem").c_str()));
-  EXPECT_EQ(0, check_cert_expired(Path("key.pem").c_str()));
-  EXPECT_EQ(0, IsPemFile(Path("key.pem").c_str()));
-  // No line of the key's base64 body appears in any log line.
-  std::istringstream body(testpki::ReadFile(Path("key.pem")));
-  std::string line;
-  int checked = 0;
-  while (std::getline(body, line)) {
-    if (line.empty() || line[0] == '-') continue;
-    ++checked;
-    for (const CapturedLine& logged : log_.lines()) EXPECT_EQ(std::string::npos, logged.text.find(line));
-  }
-  EXPECT_GT(checked, 5);
+  ExpectLogged(kUnit, {{LOG_NOTICE, "get_certificate", "certificate_read_pem_as_base64 buf is :MII"},
+                       {LOG_ERR, "vml_lync_alloc_key_from_file", "File: " + Path("missing") + " doesn't exist\n"},
+                       {LOG_NOTICE, "vml_lync_alloc_key_from_file", "PEM_read_bio failed"},
+                       {LOG_ERR, "vml_lync_alloc_key_from_file", "File:" + Path("der") + " fail reading\n"}});
+  std::istringstream key(testpki::ReadFile(Path("key")));
+  for (std::string line; std::getline(key, line);) EXPECT_TRUE(line[0] == '-' || Count(line) == 0) << "key logged";
 }
 
 TEST_F(CertificateTest, RenewTimerIsUtcSecondsClampedPast2038) {
-  CertSpec y2050;
-  y2050.not_after = "20500101000000Z";
-  EXPECT_EQ(2147483647u, get_cert_renew_timer(WriteCert("2050.crt", y2050).c_str()));
-  CertSpec y2038;
-  y2038.not_after = "20380101000000Z";
-  EXPECT_EQ(2145916800u, get_cert_renew_timer(WriteCert("2038.crt", y2038).c_str()));
-  CertSpec last;
-  last.not_after = "20380119031407Z";
-  EXPECT_EQ(2147483647u, get_cert_renew_timer(WriteCert("last.crt", last).c_str()));
-
-  CertSpec day;
-  day.not_after_offset = 86400;
-  const long expected = static_cast<long>(time(nullptr)) + 86400;
-  const unsigned got = get_cert_renew_timer(WriteCert("day.crt", day).c_str());
-  EXPECT_NEAR(static_cast<double>(expected), static_cast<double>(got), 5.0);
-
-  EXPECT_EQ(0u, get_cert_renew_timer(nullptr));
-  EXPECT_TRUE(Logged(LOG_ERR, "file doesn't exist\n"));
-  EXPECT_EQ(0u, get_cert_renew_timer(Path("missing.crt").c_str()));
-  EXPECT_TRUE(Logged(LOG_ERR, "Get certificate from " + Path("missing.crt") + " fail\n"));
+  // Seconds by the calendar (Python's calendar.timegm), not by the library.
+  const std::pair<const char*, unsigned> cases[] = {
+      {"20500101000000Z", 2147483647u}, {"20380101000000Z", 2145916800u}, {"20300615123456Z", 1907757296u}};
+  for (const auto& [not_after, seconds] : cases) {
+    EXPECT_EQ(seconds, get_cert_renew_timer(CertFile({"t", -60, 0, not_after}, "t.crt").c_str())) << not_after;
+  }
+  EXPECT_EQ(0u, get_cert_renew_timer(nullptr) + get_cert_renew_timer(Path("missing.crt").c_str()));
+  ExpectLogged(kUnit, {{LOG_ERR, "get_cert_renew_timer", "file doesn't exist\n"},
+                       {LOG_ERR, "get_cert_renew_timer", "Get certificate from " + Path("missing.crt") + " fail\n"}});
 }
 
-// The texts as the openssl program prints them for the same file.
-std::map<std::string, std::string> OpensslFields(const std::string& program, const std::string& path) {
-  std::string out;
-  std::map<std::string, std::string> fields;
-  if (!testpki::RunProgram({program, "x509", "-in", path, "-noout", "-nameopt", "compat", "-issuer", "-subject",
-                            "-startdate", "-enddate", "-serial"},
-                           &out)) {
-    return fields;
-  }
-  std::istringstream lines(out);
-  std::string line;
-  while (std::getline(lines, line)) {
-    const size_t equals = line.find('=');
-    if (equals != std::string::npos) fields[line.substr(0, equals)] = line.substr(equals + 1);
-  }
-  return fields;
-}
+const std::string kDevice = "status/certificate/device/";
 
-TEST_F(CertificateTest, DetailsMatchTheOpensslProgram) {
+TEST_F(CertificateTest, DetailsMatchTheOpensslProgramAndAreStored) {
   const std::string program = testpki::OpensslProgram();
   if (program.empty()) GTEST_SKIP() << "no openssl program on PATH to compare with";
-  testpki::Key ca_key = testpki::NewRsaKey();
-  CertSpec ca_spec;
-  ca_spec.common_name = "Test Root CA";
-  ca_spec.not_after = "20500101000000Z";
-  testpki::Cert ca = testpki::MakeCert(ca_key.get(), ca_spec);
-  CertSpec spec;
-  spec.common_name = "phone-0042";
-  spec.serial = 0x7a0b0c0d;
-  spec.issuer = ca.get();
-  spec.issuer_key = ca_key.get();
-  const std::string path = WriteCert("device.crt", spec);
-
-  char issuer[CERT_TEXT_SIZE], subject[CERT_TEXT_SIZE], before[CERT_TEXT_SIZE], after[CERT_TEXT_SIZE],
-      serial[CERT_TEXT_SIZE];
-  ASSERT_EQ(1, get_cert_detail(path.c_str(), issuer, subject, before, after, serial));
-  const auto expected = OpensslFields(program, path);
-  ASSERT_EQ(5u, expected.size());
-  EXPECT_EQ(expected.at("issuer"), issuer);
-  EXPECT_EQ(expected.at("subject"), subject);
-  EXPECT_EQ(expected.at("notBefore"), before);
-  EXPECT_EQ(expected.at("notAfter"), after);
-  EXPECT_EQ(expected.at("serial"), serial);
-
+  Make({"phone-0042", -60, 86400, nullptr, 0x7a0b0c0d, Make({"Test Root CA"})}, "device.crt");
+  const std::string path = Path("device.crt");
+  std::string out;
+  ASSERT_TRUE(testpki::RunProgram({program, "x509", "-in", path, "-noout", "-nameopt", "compat", "-issuer", "-subject",
+                                   "-startdate", "-enddate", "-serial"}, &out));
+  std::map<std::string, std::string> f;  // the openssl program's texts for the same file
+  std::istringstream lines(out);
+  for (std::string l; std::getline(lines, l);) f[l.substr(0, l.find('='))] = l.substr(l.find('=') + 1);
   char info[CERT_INFO_SIZE];
   ASSERT_EQ(1, get_cert_info(path.c_str(), info));
-  EXPECT_EQ("Certificate_Subject:" + expected.at("subject") + ";Certificate_Issuer:" + expected.at("issuer") +
-                ";Certificate_SerialNumber:" + expected.at("serial") +
-                ";Certificate_ExpirationDate:" + expected.at("notAfter"),
-            std::string(info));
-  EXPECT_TRUE(Logged(LOG_DEBUG, "Certificate_Subject: " + expected.at("subject")));
-  EXPECT_TRUE(Logged(LOG_DEBUG, "Certificate_ExpirationDate: " + expected.at("notAfter")));
+  EXPECT_EQ("Certificate_Subject:" + f["subject"] + ";Certificate_Issuer:" + f["issuer"] +
+                ";Certificate_SerialNumber:" + f["serial"] + ";Certificate_ExpirationDate:" + f["notAfter"], info);
+  ExpectLogged(kUnit, {{LOG_DEBUG, "get_cert_info", "Certificate_Subject: " + f["subject"]},
+                       {LOG_DEBUG, "get_cert_info", "Certificate_SerialNumber: 7A0B0C0D"}});
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("security/device_certificate_file", path.c_str()));
+  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("security/device_key_file", Path("device.key").c_str()));
+  update_ssl_certificate_status();
+  std::string stored;
+  for (const char* name : {"issuer", "subject", "not_before", "not_after"}) stored += Stored(kDevice + name) + "|";
+  EXPECT_EQ(f["issuer"] + "|" + f["subject"] + "|" + f["notBefore"] + "|" + f["notAfter"] + "|", stored);
 }
 
 TEST_F(CertificateTest, DetailFailuresLeaveOutputsAlone) {
+  update_ssl_certificate_status();
+  ExpectLogged(kUnit, {{LOG_ERR, "update_ssl_certificate_status", "Get device cert or key failed!"}});
+  ASSERT_TRUE(testpki::WriteFile(Path("garbage.crt"), "not a certificate"));
+  ASSERT_TRUE(testpki::WriteCertPem(Path("nameless.crt"), WithoutIssuerName(Make({}))));
   char info[CERT_INFO_SIZE] = "untouched";
   char text[CERT_TEXT_SIZE] = "untouched";
-  EXPECT_EQ(0, get_cert_detail(nullptr, text, text, text, text, text));
-  EXPECT_EQ(0, get_cert_detail(Path("missing.crt").c_str(), text, text, text, text, text));
-  ASSERT_TRUE(testpki::WriteFile(Path("garbage.crt"), "not a certificate"));
-  EXPECT_EQ(0, get_cert_detail(Path("garbage.crt").c_str(), text, text, text, text, text));
-  EXPECT_TRUE(log_.Contains(LOG_ERR, "get_certificate failed"));
-  EXPECT_EQ(0, get_cert_info(Path("garbage.crt").c_str(), info));
-  EXPECT_TRUE(Logged(LOG_ERR, "get_cert_detail() failed\n"));
-  EXPECT_STREQ("untouched", info);
-  EXPECT_STREQ("untouched", text);
+  auto both = [&](const char* p) { return get_cert_detail(p, text, text, text, text, text) + get_cert_info(p, info); };
+  for (const char* name : {"missing", "garbage.crt", "nameless.crt"}) EXPECT_EQ(0, both(Path(name).c_str())) << name;
+  EXPECT_EQ(0, both(nullptr));
+  EXPECT_EQ("untouched|untouched", std::string(info) + "|" + text);
+  ExpectLogged(kUnit, {{LOG_ERR, "get_cert_detail", "get_certificate failed"},
+                       {LOG_ERR, "get_cert_detail", "Get cert's issuer or subject fail!"},
+                       {LOG_ERR, "get_cert_info", "get_cert_detail() failed\n"}});
 }
 
-TEST_F(CertificateTest, DeviceCertificateStatusIsStored) {
-  update_ssl_certificate_status();
-  EXPECT_TRUE(log_.Contains(LOG_ERR, "Get device cert or key failed!"));
-
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("security/device_certificate_file", Path("device.crt").c_str()));
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("security/device_key_file", Path("device.key").c_str()));
-  update_ssl_certificate_status();  // configured, but no file yet
-  EXPECT_TRUE(Logged(LOG_ERR, "get_cert_detail() failed\n"));
-
-  CertSpec spec;
-  spec.common_name = "status-device";
-  WriteCert("device.crt", spec);
-  update_ssl_certificate_status();
-  char issuer[CERT_TEXT_SIZE], subject[CERT_TEXT_SIZE], before[CERT_TEXT_SIZE], after[CERT_TEXT_SIZE],
-      serial[CERT_TEXT_SIZE];
-  ASSERT_EQ(1, get_cert_detail(Path("device.crt").c_str(), issuer, subject, before, after, serial));
-  const std::map<std::string, std::string> stored_expected = {
-      {"status/certificate/device/issuer", issuer},
-      {"status/certificate/device/subject", subject},
-      {"status/certificate/device/not_before", before},
-      {"status/certificate/device/not_after", after}};
-  for (const auto& entry : stored_expected) {
-    char value[CERT_TEXT_SIZE] = {0};
-    ASSERT_EQ(VM_CFG_OK, vmCfgGetParam(entry.first.c_str(), value, sizeof value));
-    EXPECT_EQ(entry.second, value) << entry.first;
+TEST_F(CertificateTest, PemIsFoundByItsMarkersInEveryLinePieceAndDerConvertsToPemInPlace) {
+  const std::string path = Path("der.crt");
+  ASSERT_TRUE(testpki::WriteCertDer(path, Make({}, "reference.pem")));
+  const struct { const char* name; std::string content; int pem; } cases[] = {  // empty content: not written
+      {"x509.crt", "junk\n-----BEGIN X509 CERTIFICATE-----\n", 1}, {"der.crt", "", 0}, {"missing", "", 0},
+      {"late.crt", std::string(600, 'z') + "\n-----BEGIN CERTIFICATE-----\n", 1},
+      {"req", "-----BEGIN CERTIFICATE REQUEST-----", 0}};
+  for (const auto& c : cases) {
+    EXPECT_TRUE(c.content.empty() || testpki::WriteFile(Path(c.name), c.content));
+    log_.Clear();
+    EXPECT_EQ(c.pem, IsPemFile(Path(c.name).c_str())) << c.name;
+    ExpectLogged(kUnit, {{LOG_NOTICE, "IsPemFile", "Is PEM file result = " + std::to_string(c.pem)}});
   }
-  EXPECT_NE(std::string::npos, std::string(subject).find("CN=status-device"));
-}
-
-TEST_F(CertificateTest, PemDetectionLooksForCertificateMarkers) {
-  testpki::Cert cert = testpki::MakeCert(key_.get(), CertSpec());
-  ASSERT_TRUE(testpki::WriteCertPem(Path("pem.crt"), cert.get()));
-  ASSERT_TRUE(testpki::WriteCertDer(Path("der.crt"), cert.get()));
-  ASSERT_TRUE(testpki::WriteFile(Path("x509.crt"), "junk\n-----BEGIN X509 CERTIFICATE-----\n"));
-  ASSERT_TRUE(testpki::WriteFile(Path("late.crt"), std::string(600, 'z') + "\n-----BEGIN CERTIFICATE-----\n"));
-  ASSERT_TRUE(testpki::WriteFile(Path("prose.txt"), "-----BEGIN CERTIFICATE REQUEST-----\n"));
-  EXPECT_EQ(1, IsPemFile(Path("pem.crt").c_str()));
-  EXPECT_EQ(1, IsPemFile(Path("x509.crt").c_str()));
-  EXPECT_EQ(1, IsPemFile(Path("late.crt").c_str()));
-  EXPECT_TRUE(log_.Contains(LOG_NOTICE, "Is PEM file result = 1"));
-  EXPECT_EQ(0, IsPemFile(Path("der.crt").c_str()));
-  EXPECT_EQ(0, IsPemFile(Path("prose.txt").c_str()));
-  EXPECT_EQ(0, IsPemFile(Path("missing.crt").c_str()));
   EXPECT_EQ(0, IsPemFile(nullptr));
-  EXPECT_TRUE(log_.Contains(LOG_NOTICE, "Is PEM file result = 0"));
-}
-
-TEST_F(CertificateTest, DerConvertsToPemInPlace) {
-  testpki::Cert cert = testpki::MakeCert(key_.get(), CertSpec());
-  const std::string path = Path("device.crt");
-  ASSERT_TRUE(testpki::WriteCertDer(path, cert.get()));
-  // The reference: the openssl program's conversion of the same file, or
-  // else the library's own PEM writer.
-  const std::string program = testpki::OpensslProgram();
-  const std::string reference = Path("reference.pem");
-  if (program.empty() || !testpki::RunProgram({program, "x509", "-in", path, "-inform", "der", "-out", reference,
-                                               "-outform", "pem"})) {
-    ASSERT_TRUE(testpki::WriteCertPem(reference, cert.get()));
-  }
   ConvertCertToPemFile(path.c_str());
-  EXPECT_EQ(testpki::ReadFile(reference), testpki::ReadFile(path));
-  EXPECT_FALSE(HoldsTemporary(db_.directory()));
-  EXPECT_EQ(1, IsPemFile(path.c_str()));
-  EXPECT_EQ(1, check_cert_expired(path.c_str()));
-  EXPECT_TRUE(log_.Contains(LOG_NOTICE, "result = 0"));
+  EXPECT_EQ(testpki::ReadFile(Path("reference.pem")), testpki::ReadFile(path));
+  const std::string command = "command 'openssl x509 -in " + path + " -inform der -out " + path + "_tmp -outform pem'";
+  ExpectLogged(kUnit, {{LOG_NOTICE, "ConvertCertToPemFile", command + " result = 0"},
+                       {LOG_NOTICE, "ConvertCertToPemFile", "command 'mv " + path + "_tmp " + path + "' result = 0"}});
+  ConvertCertToPemFile(path.c_str());  // PEM already: not DER, left alone
+  ConvertCertToPemFile(nullptr);
+  EXPECT_EQ(testpki::ReadFile(Path("reference.pem")), testpki::ReadFile(path));
 }
 
-TEST_F(CertificateTest, FailedConversionLeavesTheFileUntouched) {
-  testpki::Cert cert = testpki::MakeCert(key_.get(), CertSpec());
-  ASSERT_TRUE(testpki::WriteCertPem(Path("pem.crt"), cert.get()));
-  ASSERT_TRUE(testpki::WriteFile(Path("garbage.crt"), std::string("\x30\x82\x01\x00garbage", 12)));
-  for (const char* name : {"pem.crt", "garbage.crt"}) {
-    const std::string before = testpki::ReadFile(Path(name));
-    ConvertCertToPemFile(Path(name).c_str());
-    EXPECT_EQ(before, testpki::ReadFile(Path(name))) << name;
+const std::string kCN = "/C=US/O=Test Org/CN=";
+
+// The test folder is the certificate directory: "device.crt", "CAROOT.crt"
+// and intermediates in "CAcerts/". The check follows names, so one key signs all.
+class CertChain : public StateFixture {
+ protected:
+  X509* Cert(const std::string& cn, X509* issuer, const std::string& file = "") {
+    return Make({cn, -60, 86400, nullptr, 1, issuer}, file);
   }
-  EXPECT_TRUE(log_.Contains(LOG_NOTICE, "result = 1"));
-  ConvertCertToPemFile(Path("missing.crt").c_str());
-  EXPECT_FALSE(Exists(Path("missing.crt")));
-  ConvertCertToPemFile(nullptr);
-  EXPECT_FALSE(HoldsTemporary(db_.directory()));
+  std::string Ca() const { return Path("CAcerts/"); }
+  int Check() { return check_local_cert_chain(db_.directory().c_str()); }
+};
+
+TEST_F(CertChain, IsFollowedThroughIntermediatesUpToTheRoot) {
+  X509* root = Cert("Root CA", nullptr, "CAROOT.crt");
+  const std::pair<X509*, int> direct[] = {{root, 1}, {Cert("Root", nullptr), 1}, {Cert("Root CA 2", nullptr), 0}};
+  for (const auto& [issuer, valid] : direct) {  // an issuer that is a prefix of the root's subject counts as the root
+    Cert("device", issuer, "device.crt");
+    EXPECT_EQ(valid, Check());
+  }
+  ExpectLogged(kUnit, {{LOG_DEBUG, "check_local_cert_chain", "Root cert is the localCert issuer"}});
+  ASSERT_EQ(0, mkdir(Ca().c_str(), 0700));
+  Cert("device", Cert("Issuing CA", Cert("Policy CA", root, "CAcerts/policy.pem"), "CAcerts/x"), "device.crt");
+  ASSERT_TRUE(testpki::WriteFile(Ca() + "readme.txt", "not a certificate"));
+  ASSERT_TRUE(testpki::WriteCertPem(Ca() + "nameless.crt", WithoutIssuerName(Cert("Nameless", nullptr))));
+  ASSERT_EQ(0, mkdir((Ca() + "old").c_str(), 0700));
+  log_.Clear();
+  EXPECT_EQ(1, Check());
+  EXPECT_EQ(0u, Count(Ca() + "old") + Count("Reading directory")) << "skipped; a directory read to its end is no error";
+  ExpectLogged(kUnit, {{LOG_DEBUG, "check_local_cert_chain", "Checking for " + kCN + "Policy CA in crt chain"},
+                       {LOG_DEBUG, "check_local_cert_chain", "Found root in local crt chain."},
+                       {LOG_DEBUG, "initCaSubjIssuerMap", "Checking directory " + Ca() + " for intermediate crt"},
+                       {LOG_DEBUG, "addCertificateToMap", "File " + Ca() + "readme.txt is not a certificate"},
+                       {LOG_ERR, "addCertificateToMap", "Get cert's issuer or subject fail!"}});
+  // "Mid 50%% CA" is looked up as "Mid 50% CA", as a formatted copy would; other directives are copied.
+  Cert("device", Cert("Issuing", Cert("Mid 50%% CA", root, "CAcerts/l.crt"), "CAcerts/i.crt"), "device.crt");
+  EXPECT_EQ(0, Check());
+  Cert("Mid 50% CA", Cert("Mid %s%n%x%p%", root, "CAcerts/d.crt"), "CAcerts/c.crt");
+  EXPECT_EQ(1, Check());
+}
+
+TEST_F(CertChain, AMissingLinkACycleOrAMissingFileFailsIt) {
+  alarm(30);  // a walk that never ends kills the test instead of hanging it
+  X509* root = Cert("Root CA", nullptr);
+  X509* loop = Cert("Loop A", Cert("Loop B", nullptr));
+  Cert("device", loop, "device.crt");
+  EXPECT_EQ(0, Check()) << "no root";
+  Cert("Root CA", nullptr, "CAROOT.crt");
+  EXPECT_EQ(0, Check()) << "no CAcerts folder";
+  ExpectLogged(kUnit, {{LOG_ERR, "check_local_cert_chain", "Failed to initialize caCerts map"}});
+  ASSERT_EQ(0, mkdir(Ca().c_str(), 0700));
+  Cert("Other CA", root, "CAcerts/other.crt");
+  EXPECT_EQ(0, Check());
+  ExpectLogged(kUnit, {{LOG_ERR, "check_local_cert_chain", "Failed to find certificate " + kCN + "Loop A in directory"},
+                       {LOG_DEBUG, "check_local_cert_chain", "Didn't find root in local crt chain."}});
+  ASSERT_TRUE(testpki::WriteCertPem(Ca() + "a.crt", loop));
+  Cert("Loop B", loop, "CAcerts/b.crt");
+  EXPECT_EQ(0, Check());
+  ExpectLogged(kUnit, {{LOG_ERR, "check_local_cert_chain", kCN + "Loop A is its own ancestor in directory"}});
+  EXPECT_EQ(0, check_local_cert_chain(nullptr) + check_local_cert_chain(std::string(300, 'd').c_str()));
+  ASSERT_TRUE(testpki::WriteCertPem(Path("device.crt"), WithoutIssuerName(Cert("device", root))));
+  EXPECT_EQ(0, Check());
+  ExpectLogged(kUnit, {{LOG_DEBUG, "check_local_cert_chain", "Can't search chain. One parameter is null."}});
+  ASSERT_TRUE(testpki::WriteFile(Path("device.crt"), "garbage"));
+  EXPECT_EQ(0, Check());
+  alarm(0);
+}
+
+// The stored state record of a method.
+std::string State(const char* by) { return Stored(std::string("status/system/state/get_certificate_by_") + by); }
+// The stored fields of an "alarm" or "event" slot, '|'-separated.
+std::string Slot(const std::string& table, int slot, const std::string& fields = "name description source_component "
+                 "additionalInfo1 additionalInfo2 category severity type probable_cause ui_notification") {
+  std::istringstream names(fields);
+  std::string text;
+  for (std::string f; names >> f;) text += Stored("status/" + table + "/" + std::to_string(slot) + "/" + f) + "|";
+  return text;
+}
+int Alarm(const char* at) { return AlertManager::GetInstance()->FindAlertIndex("Device fails to get certificate", at); }
+
+const char kCaScep[] = "CA certificate/SCEP";
+using CertAcquisition = StateFixture;
+
+TEST_F(CertAcquisition, FailureRaisesTheAlarmAndClearingTouchesOnlyItsOwn) {
+  SendGetCertFailAlert("device certificate", "SCEP", "server timeout");
+  EXPECT_EQ("Device fails to get certificate|Device fails to acquire device certificate by SCEP due to [AI1]|"
+            "device certificate/SCEP|server timeout|||4|1|5|disabled|",
+            Slot("alarm", Alarm("device certificate/SCEP")));
+  EXPECT_EQ(R"({"status":"done","result":"failed","wasSuccessful":false,"info":"server timeout"}<missing>)",
+            State("SCEP") + State("HTTP"));
+  SendGetCertFailAlert("CA certificate", "Provisioning", "HTTP 404");
+  EXPECT_EQ(R"({"status":"done","result":"failed","wasSuccessful":false,"info":"HTTP 404"})", State("HTTP"));
+  ClearGetCertFailAlert("device certificate", "SCEP");
+  EXPECT_EQ("0|4|", Slot("alarm", Alarm("device certificate/SCEP"), "severity") +
+                        Slot("alarm", Alarm("CA certificate/Provisioning"), "severity"));
+  ExpectLogged(kUnit, {{LOG_NOTICE, "SendGetCertFailAlert",
+                        "Failure Alert. cert: CA certificate, source: Provisioning, reason: HTTP 404"},
+                       {LOG_NOTICE, "ClearGetCertFailAlert",
+                        "Clear Failure Alert. cert: device certificate, source: SCEP"}});
+}
+
+TEST_F(CertAcquisition, SuccessAddsAnEventAndOnlyASuccessfulScepCaDownloadStaysRunning) {
+  SendGetCertSuccessEvent("CA certificate", "SCEP", "3 certificates", "CA chain stored");
+  const auto slots = AlertManager::GetInstance()->FindEventIndices("Device acquired a new certificate", kCaScep);
+  ASSERT_EQ(1u, slots.size());
+  EXPECT_EQ("Device acquired a new certificate|Device acquired new CA certificate by SCEP|CA certificate/SCEP|"
+            "3 certificates|||1|0|0|disabled|", Slot("event", slots[0]));
+  ExpectLogged(kUnit, {{LOG_NOTICE, "SendGetCertSuccessEvent",
+                        "Success Event. cert: CA certificate, source: SCEP, addInfo: 3 certificates"}});
+  EXPECT_EQ(R"({"status":"running","result":"success","wasSuccessful":true,"info":"CA chain stored"})", State("SCEP"));
+  SendGetCertSuccessEvent("CA certificate", "Provisioning", "", "CA chain stored");
+  EXPECT_EQ(R"({"status":"done","result":"success","wasSuccessful":true,"info":"CA chain stored"})", State("HTTP"));
+  EXPECT_NE(0, SetCrtDownloadSystemState("scep", "done", "success", "CA"));
+  const std::pair<const char*, const char*> done[] = {{"failed", "CA down"}, {"success", "ca in lower case"}};
+  for (const auto& [result, info] : done) {  // a failure, or no "CA": done
+    EXPECT_EQ(0, SetCrtDownloadSystemState("SCEP", "done", result, info));
+    EXPECT_EQ(0u, State("SCEP").find(R"({"status":"done")")) << info;
+  }
 }
 
 }  // namespace
