@@ -9,65 +9,58 @@
 
 namespace {
 
-using Words = std::vector<std::string>;
+using P = BundleListParser;
 
-class Bundle : public PeripheralTest {};
+// Name|display name|types|interfaces, words each followed by a comma.
+std::string Show(const BundleEntity& e) {
+  std::string shown = e.m_name + "|" + e.m_displayName + "|";
+  for (const std::string& word : e.m_types) shown += word + ",";
+  shown += "|";
+  for (const std::string& word : e.m_hwInterfaces) shown += word + ",";
+  return shown;
+}
 
-TEST_F(Bundle, ReservedWordsAreTheSchemaEnumerations) {
-  for (const char* role : {"HEADSET", "camera", "Display", "EXPANSION_MODULE", "NONE"}) {
-    EXPECT_TRUE(BundleListParser::IsRole(role)) << role;
+class Bundle : public PeripheralTest {
+ protected:
+  void SetUp() override {
+    UseDefaultFilters(DM_SAMPLE_FILTERS);
+    Set("system/type", "DP400");
   }
-  for (const char* hw : {"USB", "hdmi", "DisplayPort", "BLUETOOTH", "analog"}) {
-    EXPECT_TRUE(BundleListParser::IsHwInterface(hw)) << hw;
-    EXPECT_FALSE(BundleListParser::IsRole(hw)) << hw;
-  }
-  for (const char* word : {"", " USB", "USB2", "Camera X", "HEADSETS"}) {
-    EXPECT_FALSE(BundleListParser::IsRole(word)) << word;
-    EXPECT_FALSE(BundleListParser::IsHwInterface(word)) << word;
-  }
+};
+
+TEST_F(Bundle, ReservedWordsAreTheSchemaEnumerationsInAnyCase) {
+  for (const char* role : {"HEADSET", "camera", "Display"}) EXPECT_TRUE(P::IsRole(role)) << role;
+  for (const char* hw : {"USB", "hdmi", "DisplayPort"}) EXPECT_TRUE(P::IsHwInterface(hw) && !P::IsRole(hw)) << hw;
+  for (const char* word : {"", " USB", "USB2", "HEADSETS"}) EXPECT_FALSE(P::IsRole(word) || P::IsHwInterface(word));
 }
 
 TEST_F(Bundle, ParsingSortsWordsIntoNameTypesAndInterfaces) {
-  BundleEntity camera = BundleListParser::ParseStirngToEntity("Camera X,VIDEO,USB");
-  EXPECT_EQ("Camera X", camera.m_name);
-  EXPECT_EQ(Words{"VIDEO"}, camera.m_types);
-  EXPECT_EQ(Words{"USB"}, camera.m_hwInterfaces);
-  EXPECT_TRUE(m_log.Contains(LOG_DEBUG, "BundleEntity log \n: m_name: Camera X ,\n m_displayName:  ,\n"
-                                        "m_hwInterfaces USB  ,\nm_types VIDEO "));
-
-  BundleEntity lower = BundleListParser::ParseStirngToEntity("usb,Camera X,hdmi,speaker,headset");
-  EXPECT_EQ("Camera X", lower.m_name);
-  EXPECT_EQ((Words{"USB", "HDMI"}), lower.m_hwInterfaces);
-  EXPECT_EQ((Words{"SPEAKER", "HEADSET"}), lower.m_types);
-
-  BundleEntity blank = BundleListParser::ParseStirngToEntity("Cam, USB");  // " USB" is not reserved
-  EXPECT_EQ("Cam", blank.m_name);
-  EXPECT_TRUE(blank.m_hwInterfaces.empty());
-
-  BundleEntity two = BundleListParser::ParseStirngToEntity("First Name,Second Name,USB");
-  EXPECT_EQ("First Name", two.m_name);
+  const std::pair<const char*, const char*> cases[] = {
+      {"Camera X,VIDEO,USB", "Camera X||VIDEO,|USB,"},
+      {"usb,Camera X,hdmi,speaker,headset", "Camera X||SPEAKER,HEADSET,|USB,HDMI,"},
+      {"Cam, USB", "Cam|||"},  // " USB" is not reserved, and the name is taken
+      {"First Name,Second Name", "First Name|||"},
+      {", ,USB", " |||USB,"},
+      {",,camera", "||CAMERA,|"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(c.second, Show(P::ParseStirngToEntity(c.first))) << c.first;
+  EXPECT_TRUE(P::ParseStirngToEntity(" , ,").Empty());
+  EXPECT_FALSE(P::ParseStirngToEntity(",,camera").Empty());
+  EXPECT_FALSE(P::ParseStirngToEntity("usb").Empty());
+  EXPECT_EQ("Velmora Cam", P::ClearReservedWordsFromName("Velmora usb Camera Cam HDMI"));
+  EXPECT_EQ("A  B", P::ClearReservedWordsFromName("A  B"));
+  EXPECT_EQ("", P::ClearReservedWordsFromName("USB HEADSET"));
+  ExpectLogged("BundleListParser",
+               {{LOG_DEBUG, "ParseStirngToEntity", "ParseStirngToEntity"},
+                {LOG_DEBUG, "ParseStirngToEntity", "log after parsing"},
+                {LOG_DEBUG, "LogBundleEntity",
+                 "BundleEntity log \n: m_name: Camera X ,\n m_displayName:  ,\nm_hwInterfaces USB  ,\nm_types VIDEO "},
+                {LOG_DEBUG, "ClearReservedWordsFromName", "ClearReservedWordsFromName input: Velmora usb Camera"},
+                {LOG_DEBUG, "ClearReservedWordsFromName", "ClearReservedWordsFromName output: Velmora Cam"}});
 }
 
-TEST_F(Bundle, CommasAndBlanksOnlyGiveEmptyEntities) {
-  for (const char* text : {",", ",,,,", "   ", " , ,", ""}) {
-    const BundleEntity entity = BundleListParser::ParseStirngToEntity(text);
-    EXPECT_TRUE(entity.Empty()) << "[" << text << "]";
-  }
-  EXPECT_EQ(" ", BundleListParser::ParseStirngToEntity(", ,USB").m_name);  // the first non-empty word
-  EXPECT_FALSE(BundleListParser::ParseStirngToEntity(",,usb").Empty());
-  EXPECT_FALSE(BundleListParser::ParseStirngToEntity("camera").Empty());
-}
-
-TEST_F(Bundle, ClearingReservedWordsKeepsTheRestAsWritten) {
-  EXPECT_EQ("Velmora Cam", BundleListParser::ClearReservedWordsFromName("Velmora usb Camera Cam HDMI"));
-  EXPECT_EQ("A  B", BundleListParser::ClearReservedWordsFromName("A  B"));
-  EXPECT_EQ("", BundleListParser::ClearReservedWordsFromName("USB HEADSET"));
-  EXPECT_TRUE(m_log.Contains(LOG_DEBUG, "ClearReservedWordsFromName output: Velmora Cam"));
-}
-
-TEST_F(Bundle, SourcePathsAndEmptiness) {
+TEST_F(Bundle, SourcePathJoinsNameFirstTypeAndFirstInterface) {
   BundleEntity entity;
-  EXPECT_TRUE(entity.Empty());
   EXPECT_EQ("//", entity.GetSource(false));
   EXPECT_EQ("", entity.GetSource(true));
   entity.m_name = "Name";
@@ -77,103 +70,51 @@ TEST_F(Bundle, SourcePathsAndEmptiness) {
   entity.m_displayName = "Shown";
   entity.m_types = {"CAMERA", "VIDEO"};
   EXPECT_EQ("Shown/CAMERA/USB", entity.GetSource(false));
-  entity.m_name = " \t";
-  entity.m_displayName.clear();
-  entity.m_hwInterfaces.clear();
-  entity.m_types.clear();
-  EXPECT_TRUE(entity.Empty());
 }
 
 TEST_F(Bundle, RewrittenInfoReplacesTheFirstTypeAndAllInterfaces) {
-  BundleEntity entity = BundleListParser::ParseStirngToEntity("Bar,VIDEO,CAMERA,USB");
-  PeripheralInfo info;
-  info.m_type.SetValue(std::string("SPEAKER"));
-  info.m_hwType.SetValue(std::string("HDMI  USB"));
-  BundleListParser::UpdateHwTypeAndType(entity, info);
-  EXPECT_EQ((Words{"SPEAKER", "CAMERA"}), entity.m_types);
-  EXPECT_EQ((Words{"HDMI", "", "USB"}), entity.m_hwInterfaces);
-
-  BundleEntity bare = BundleListParser::ParseStirngToEntity("Bar");
-  BundleListParser::UpdateHwTypeAndType(bare, info);
-  EXPECT_EQ(Words{"SPEAKER"}, bare.m_types);
-
-  PeripheralInfo blank;  // unset and empty fields change nothing
-  blank.m_type.SetValue(std::string(""));
-  BundleListParser::UpdateHwTypeAndType(entity, blank);
-  EXPECT_EQ((Words{"SPEAKER", "CAMERA"}), entity.m_types);
-  EXPECT_EQ((Words{"HDMI", "", "USB"}), entity.m_hwInterfaces);
+  BundleEntity entity = P::ParseStirngToEntity("Bar,VIDEO,CAMERA,USB"), bare;
+  PeripheralInfo info, blank;
+  Parse(info, R"({"type":"SPEAKER","hw_type":"HDMI  USB"})");
+  P::UpdateHwTypeAndType(entity, info);
+  P::UpdateHwTypeAndType(bare, info);
+  P::UpdateHwTypeAndType(entity, Parse(blank, R"({"type":"","name":"x"})"));  // empty or unset: no change
+  EXPECT_EQ("Bar||SPEAKER,CAMERA,|HDMI,,USB,", Show(entity));
+  EXPECT_EQ("||SPEAKER,|HDMI,,USB,", Show(bare));
 }
 
-class BundleWithSample : public PeripheralTest {
- protected:
-  void SetUp() override {
-    UseSampleDefaultFilters();
-    SetSystemType("DP400");
+TEST_F(Bundle, RewriteGivesNamesDisplayNamesAndTheConnectionsTypeAndInterfaces) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"Velmora HS200,USB", "Velmora HS200|HS200 Headset|HEADSET,|USB,"},
+      {"Gizmo,OTHER", "GIZMO|GIZMO|OTHER,|"},  // unknown: upper case, its own display name
+      {"Panel,DISPLAYPORT", "PANEL|PANEL|DISPLAY,|DISPLAYPORT,USB,"},
+      {"Panel,DISPLAY", "PANEL|PANEL|DISPLAY,|HDMI,"},
+      // The room bar's own filter gives "HDMI USB"; the HDMI filter then decides.
+      {"Velmora Room Bar,VIDEO", "Velmora Room Bar|Velmora Room Bar|DISPLAY,|HDMI,"},
+  };
+  for (const auto& c : cases) {
+    BundleEntity entity = P::ParseStirngToEntity(c.first);
+    P::UpdateEntityWithRewriteInfo(entity);
+    EXPECT_EQ(c.second, Show(entity)) << c.first;
   }
-};
-
-TEST_F(BundleWithSample, RewriteGivesNamesDisplayNamesAndTypes) {
-  BundleEntity headset = BundleListParser::ParseStirngToEntity("Velmora HS200,USB");
-  BundleListParser::UpdateEntityWithRewriteInfo(headset);
-  EXPECT_EQ("Velmora HS200", headset.m_name);
-  EXPECT_EQ("HS200 Headset", headset.m_displayName);
-  EXPECT_EQ(Words{"HEADSET"}, headset.m_types);
-  EXPECT_EQ(Words{"USB"}, headset.m_hwInterfaces);
-  EXPECT_EQ("HS200 Headset/HEADSET/USB", headset.GetSource(true));
-
-  // Unknown names come back upper case and are their own display name.
-  BundleEntity unknown = BundleListParser::ParseStirngToEntity("Gizmo,OTHER");
-  BundleListParser::UpdateEntityWithRewriteInfo(unknown);
-  EXPECT_EQ("GIZMO", unknown.m_name);
-  EXPECT_EQ("GIZMO", unknown.m_displayName);
-  EXPECT_EQ(Words{"OTHER"}, unknown.m_types);
-  EXPECT_TRUE(unknown.m_hwInterfaces.empty());
+  ExpectLogged("BundleListParser", {{LOG_DEBUG, "UpdateEntityWithRewriteInfo", "start update of RewriteInfo"},
+                                    {LOG_DEBUG, "UpdateEntityWithRewriteInfo", "log after rewrite1"},
+                                    {LOG_DEBUG, "UpdateEntityWithRewriteInfo", "log after rewrite2"}});
 }
 
-TEST_F(BundleWithSample, DisplaysTakeTheirConnectionsFilter) {
-  BundleEntity dp = BundleListParser::ParseStirngToEntity("Panel,DISPLAYPORT");
-  BundleListParser::UpdateEntityWithRewriteInfo(dp);
-  EXPECT_EQ("PANEL", dp.m_name);
-  EXPECT_EQ(Words{"DISPLAY"}, dp.m_types);
-  EXPECT_EQ((Words{"DISPLAYPORT", "USB"}), dp.m_hwInterfaces);
-
-  BundleEntity display = BundleListParser::ParseStirngToEntity("Panel,DISPLAY");
-  BundleListParser::UpdateEntityWithRewriteInfo(display);
-  EXPECT_EQ(Words{"DISPLAY"}, display.m_types);
-  EXPECT_EQ(Words{"HDMI"}, display.m_hwInterfaces);
-
-  // The room bar's own filter gives "HDMI USB"; the HDMI filter then decides.
-  BundleEntity bar = BundleListParser::ParseStirngToEntity("Velmora Room Bar,VIDEO");
-  BundleListParser::UpdateEntityWithRewriteInfo(bar);
-  EXPECT_EQ("Velmora Room Bar", bar.m_name);
-  EXPECT_EQ(Words{"DISPLAY"}, bar.m_types);
-  EXPECT_EQ(Words{"HDMI"}, bar.m_hwInterfaces);
-  EXPECT_TRUE(m_log.Contains(LOG_DEBUG, "log after rewrite2"));
-}
-
-TEST_F(BundleWithSample, ListsSkipEmptySlotsAndKeepSlotOrder) {
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("status/peripheral/bundle/device/1", "Velmora HS200,USB"));
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("status/peripheral/bundle/device/4", "Panel,HDMI"));
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("status/peripheral/bundle/device/5", "Desk Keys,keyboard"));
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("status/peripheral/bundle/host/1", "Host Cam,CAMERA,USB"));
-
-  const std::vector<BundleEntity> device = BundleListParser::GetDeviceBundleList();
-  ASSERT_EQ(3u, device.size());
-  EXPECT_EQ("Velmora HS200", device[0].m_name);
-  EXPECT_EQ("Panel", device[1].m_name);
-  EXPECT_EQ("Desk Keys", device[2].m_name);
-  EXPECT_EQ(Words{"KEYBOARD"}, device[2].m_types);
-
-  const std::vector<BundleEntity> host = BundleListParser::GetHostBundleList();
-  ASSERT_EQ(1u, host.size());
-  EXPECT_EQ("Host Cam/CAMERA/USB", host[0].GetSource(false));
-
-  const std::vector<BundleEntity> rewritten = BundleListParser::GetDeviceReWrittenBundleList();
-  ASSERT_EQ(3u, rewritten.size());
-  EXPECT_EQ("HS200 Headset", rewritten[0].m_displayName);
-  EXPECT_EQ(Words{"DISPLAY"}, rewritten[1].m_types);
-  EXPECT_EQ("PANEL/DISPLAY/HDMI", rewritten[1].GetSource(true));
-  EXPECT_EQ("DESK KEYS", rewritten[2].m_name);
+TEST_F(Bundle, ListsSkipEmptySlotsAndKeepSlotOrder) {
+  Set("status/peripheral/bundle/device/0", "Velmora HS200,USB");
+  Set("status/peripheral/bundle/device/4", "Panel,HDMI");
+  Set("status/peripheral/bundle/device/5", "Desk Keys,keyboard");
+  Set("status/peripheral/bundle/host/0", "Host Mic,MICROPHONE");
+  Set("status/peripheral/bundle/host/1", "Host Cam,CAMERA,USB");
+  std::string shown;
+  for (const BundleEntity& e : P::GetDeviceBundleList()) shown += Show(e) + ";";
+  for (const BundleEntity& e : P::GetHostBundleList()) shown += Show(e) + ";";
+  for (const BundleEntity& e : P::GetDeviceReWrittenBundleList()) shown += Show(e) + ";";
+  EXPECT_EQ("Velmora HS200|||USB,;Panel|||HDMI,;Desk Keys||KEYBOARD,|;Host Mic||MICROPHONE,|;Host Cam||CAMERA,|USB,;"
+            "Velmora HS200|HS200 Headset|HEADSET,|USB,;PANEL|PANEL|DISPLAY,|HDMI,;DESK KEYS|DESK KEYS|KEYBOARD,|;",
+            shown);
 }
 
 }  // namespace
