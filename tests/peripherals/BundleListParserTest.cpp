@@ -29,8 +29,9 @@ class Bundle : public PeripheralTest {
 };
 
 TEST_F(Bundle, ReservedWordsAreTheSchemaEnumerationsInAnyCase) {
-  for (const char* role : {"HEADSET", "camera", "Display"}) EXPECT_TRUE(P::IsRole(role)) << role;
-  for (const char* hw : {"USB", "hdmi", "DisplayPort"}) EXPECT_TRUE(P::IsHwInterface(hw) && !P::IsRole(hw)) << hw;
+  for (const char* role : {"NONE", "camera", "Display"}) EXPECT_TRUE(P::IsRole(role)) << role;  // NONE: value 0
+  for (const char* hw : {"NONE", "hdmi", "DisplayPort"}) EXPECT_TRUE(P::IsHwInterface(hw)) << hw;
+  EXPECT_FALSE(P::IsRole("USB"));
   for (const char* word : {"", " USB", "USB2", "HEADSETS"}) EXPECT_FALSE(P::IsRole(word) || P::IsHwInterface(word));
 }
 

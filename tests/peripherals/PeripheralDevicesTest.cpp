@@ -39,6 +39,7 @@ TEST_F(PeripheralDevices, FindsTheFirstFreeSlotAndSlotsByExactName) {
     EXPECT_EQ(-1, GetPeripheralDeviceIndexByName(absent));  // the free slot 10 is no match for ""
   }
   EXPECT_EQ(3, GetPeripheralDeviceIndexByName("Cam"));
+  EXPECT_EQ(0, GetPeripheralDeviceIndexByName("D0"));
   NameSlot(10, "D10");
   EXPECT_EQ(-1, FindEmptyStatusPeripheralIndex());
   EXPECT_EQ(10, GetPeripheralDeviceIndexByName("D10"));
