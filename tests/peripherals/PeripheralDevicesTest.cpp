@@ -68,26 +68,24 @@ TEST_F(PeripheralDevices, EachRewriteFunctionReturnsItsFieldOrTheFallback) {
 TEST_F(PeripheralDevices, WholeRecordRewriteSetsOnlyWhatTheFilterNames) {
   // Device name and pid; result, name, additional info, manufacturer, type, hw type.
   const std::pair<std::string, const char*> cases[] = {
-      {"hs/512", "1|Velmora HS200|wireless|Velmora|HEADSET|BLUETOOTH"},
-      {"nothing/1", "0|nothing|kept|kept|MOUSE|HDMI"},
-      {"Odd Type/1", "1|Odd Type||Velmora|MOUSE|HDMI"},      // texts that are not enumeration names
-      {"No Interface/1", "0|No Interface||Velmora|CAMERA|HDMI"},  // no hw_type word: false after the rest
+      {"hs/512", "1|Velmora HS200|wireless|Velmora|HEADSET|BLUETOOTH|kept"},
+      {"nothing/1", "0|nothing|kept|kept|MOUSE|HDMI|kept"},
+      {"Odd Type/1", "1|Odd Type||Velmora|MOUSE|HDMI|kept"},      // texts that are not enumeration names
+      {"No Interface/1", "0|No Interface||Velmora|CAMERA|HDMI|kept"},  // no hw_type word: false after the rest
   };
   const vmCfgParam* type = vmCfgFindParameterByPath("status/peripheral/device/0/type");
   const vmCfgParam* hw = vmCfgFindParameterByPath("status/peripheral/device/0/hw_type");
   for (const auto& c : cases) {
     PeripheralDeviceData d;
     d.m_name = c.first.substr(0, c.first.find('/'));
-    d.m_vid = 13360;
     d.m_pid = std::stoi(c.first.substr(c.first.find('/') + 1));
+    d.m_vid = 13360;
     d.m_type = VM_PERIPHERAL_TYPE_MOUSE;
     d.m_hwType = VM_PERIPHERAL_HW_HDMI;
     d.m_additionalInfo = d.m_manufacturer = d.m_extra = "kept";
-    const bool result = RewritePeripheralDevice(d);
-    EXPECT_EQ(c.second, std::to_string(result) + "|" + d.m_name + "|" + d.m_additionalInfo + "|" + d.m_manufacturer +
-                            "|" + vmCfgEnumToStr(type, d.m_type) + "|" + vmCfgEnumToStr(hw, d.m_hwType));
-    EXPECT_EQ("kept", d.m_extra);
-    EXPECT_EQ(13360, d.m_vid);
+    const std::string result = std::to_string(RewritePeripheralDevice(d));
+    EXPECT_EQ(c.second, result + "|" + d.m_name + "|" + d.m_additionalInfo + "|" + d.m_manufacturer + "|" +
+                            vmCfgEnumToStr(type, d.m_type) + "|" + vmCfgEnumToStr(hw, d.m_hwType) + "|" + d.m_extra);
   }
 }
 
@@ -121,11 +119,10 @@ class FirmwareFiles : public PeripheralDevices {
 
 TEST_F(FirmwareFiles, ReleaseFileReadersFillTheirFieldsOrFailUntouched) {
   std::string path = Release(0, "r", R"({"device_name":"HS","firmware_version":"1.4","firmware_name":"fw.bin"})");
-  std::string device, version, name, one[3];
-  ASSERT_TRUE(GetDataFromReleaseJsonFile(path, device, version, name));
-  ASSERT_TRUE(GetDeviceNameFromReleaseJsonFile(path, one[0]) && GetFirmwareVersionFromReleaseJsonFile(path, one[1]) &&
-              GetFileFirmwareNameFromReleaseJsonFile(path, one[2]));
-  EXPECT_EQ("HS/1.4/fw.bin HS/1.4/fw.bin", device + "/" + version + "/" + name + " " + one[0] + "/" + one[1] + "/" + one[2]);
+  std::string f[6];
+  ASSERT_TRUE(GetDataFromReleaseJsonFile(path, f[0], f[1], f[2]) && GetDeviceNameFromReleaseJsonFile(path, f[3]) &&
+              GetFirmwareVersionFromReleaseJsonFile(path, f[4]) && GetFileFirmwareNameFromReleaseJsonFile(path, f[5]));
+  EXPECT_EQ("HS/1.4/fw.bin HS/1.4/fw.bin", f[0] + "/" + f[1] + "/" + f[2] + " " + f[3] + "/" + f[4] + "/" + f[5]);
   ExpectLogged(kUnit, {{LOG_NOTICE, "GetDetailInfoFromReleaseJson", "device_name=HS\n"},
                        {LOG_NOTICE, "GetDetailInfoFromReleaseJson", "firmware_version=1.4\n"},
                        {LOG_NOTICE, "GetDetailInfoFromReleaseJson", "firmware_name=fw.bin\n"}});
@@ -137,8 +134,7 @@ TEST_F(FirmwareFiles, ReleaseFileReadersFillTheirFieldsOrFailUntouched) {
   for (const char* text : {"not json", R"({"firmware_name":{"x":1}})"}) {
     path = Release(1, "bad", text);
     std::string d = "d", v = "v", n = "n";
-    EXPECT_FALSE(GetDataFromReleaseJsonFile(path, d, v, n)) << text;
-    EXPECT_EQ("d/v/n", d + "/" + v + "/" + n);
+    EXPECT_FALSE(GetDataFromReleaseJsonFile(path, d, v, n) || d + v + n != "dvn") << text;
     ExpectLogged(kUnit, {{LOG_ERR, "GetDataFromReleaseJsonFile", "GetDetailInfoFromReleaseJson failed.\n"}});
     for (const auto& reader : readers) {
       std::string out = "o";

@@ -7,7 +7,6 @@
 #include <tuple>
 
 #include "peripherals/PeripheralFixture.h"
-#include "peripherals/ReleaseFWInfo.h"
 #include "platform/vmFile.h"
 
 namespace {
@@ -34,17 +33,7 @@ TEST(PeripheralRecords, WriteEveryKeyInOrderAndKeepUnsetApartFromEmpty) {
   to.CopyFrom(PeripheralInfo());
   EXPECT_EQ(nullptr, to.m_type.GetValue());  // unset travels as unset
   EXPECT_EQ(Words{""}, to.m_hwType.GetSpacedNameAsVector());
-
-  PeripheralDeviceFiltersJson doc;
-  Parse(doc, R"({"filters":[{"in":{"name":"A"},"out":{"display_name":""}},{"in":{"pid":9,"partial_name":"c"}}]})");
-  EXPECT_EQ(1003, doc.m_filters.getElementType());
-  ASSERT_EQ(2u, doc.m_filters.size());
-  EXPECT_EQ(-1, doc.m_filters.at(0)->m_in.m_pid.GetValue());
-  EXPECT_STREQ("", doc.m_filters.at(0)->m_out.m_displayName.GetValue());
-  EXPECT_STREQ("c", doc.m_filters.at(1)->m_in.m_partialName.GetValue());
-  ReleaseFWInfo release;
-  Parse(release, R"({"firmware_name":"fw.bin","device_name":"HS","firmware_version":"1.2"})");
-  EXPECT_EQ(R"({"device_name":"HS","firmware_version":"1.2","firmware_name":"fw.bin"})", Json(release));
+  EXPECT_EQ(1003, PeripheralDeviceFiltersList().getElementType());
 }
 
 class PeripheralRewriter : public PeripheralTest {
@@ -73,10 +62,8 @@ TEST_F(PeripheralRewriter, EachRuleSetsItsScoreBit) {
       {R"({"name":"Cam"})", R"({"partial_name":""})", 0},
   };
   for (const auto& c : cases) {
-    PeripheralInfo device, in;
-    EXPECT_EQ(std::get<2>(c), Rewriter::CalculateFilterMatchScore(Parse(device, std::get<0>(c)),
-                                                                  Parse(in, std::get<1>(c))))
-        << std::get<0>(c) << " " << std::get<1>(c);
+    PeripheralInfo d, f;
+    EXPECT_EQ(std::get<2>(c), Rewriter::CalculateFilterMatchScore(Parse(d, std::get<0>(c)), Parse(f, std::get<1>(c))));
   }
   ExpectLogged(kUnit, {{LOG_DEBUG, "IsCompatibleName", "A compatible filter with the exact name velmora hs200 HEAD"},
                        {LOG_DEBUG, "IsCompatibleName", "A compatible filter for peripheral with name hs200 was found!"},
@@ -125,14 +112,12 @@ TEST_F(PeripheralRewriter, TypeChoiceFollowsTheSystemTypeReadIntoThirtyTwoBytes)
 }
 
 TEST_F(PeripheralRewriter, ManufacturerComesFromTheNameOrTheVendorId) {
-  const std::pair<const char*, const char*> cases[] = {{R"({"name":"Velmora Speaker X","vid":0})", "Velmora"},
-                                                       {R"({"name":"S","vid":13360,"manufacturer":"M"})", "Velmora"},
-                                                       {R"({"name":"velmora s","vid":13361,"manufacturer":"M"})", "M"}};
-  for (const auto& c : cases) {
-    PeripheralInfo info;
-    Rewriter::EditManufacturer(Parse(info, c.first));
-    EXPECT_EQ(c.second, info.m_manufacturer.GetString()) << c.first;
-  }
+  PeripheralInfo by_name, by_vid, other;
+  Rewriter::EditManufacturer(Parse(by_name, R"({"name":"Velmora Speaker X","vid":0})"));
+  Rewriter::EditManufacturer(Parse(by_vid, R"({"name":"S","vid":13360,"manufacturer":"M"})"));
+  Rewriter::EditManufacturer(Parse(other, R"({"name":"velmora s","vid":13361,"manufacturer":"M"})"));
+  EXPECT_EQ("Velmora Velmora M", by_name.m_manufacturer.GetString() + " " + by_vid.m_manufacturer.GetString() + " " +
+                                     other.m_manufacturer.GetString());
   ExpectLogged(kUnit, {{LOG_DEBUG, "EditManufacturer", "Velmora Speaker X manufacturer = Velmora"}});
 }
 
@@ -231,12 +216,9 @@ TEST_F(PeripheralRewriter, ShippedSampleFiltersRewriteAsTheirOutputsSay) {
        "Velmora HS300|HS300 Wireless|HEADSET|USB BLUETOOTH|-|Velmora|"},
       {"DP400", R"({"name":"Duo Cam"})", "1", "Duo Cam|Duo (first filter)|-|-|-|-|"},
       {"DP400", R"({"name":"Unlisted Gadget"})", "0", "Unlisted Gadget|-|-|-|-|-|"},
-      {"DP400", R"({"name":"Velmora Buds","type":"HEADSET"})", "1",
-       "Velmora Buds|-|HEADSET|-|velmora headset family|Velmora|"},
       {"DP400", R"({"name":"USB Audio Device","display_name":"A","type":"SPEAKER","manufacturer":"M"})", "1",
        "USB Audio Device||SPEAKER|-|||"},
       {"DP400", R"({"name":"Cam","vid":1,"pid":768})", "1", "Unknown Camera 768|-|CAMERA|USB|-|-|"},
-      {"DP400", R"({"name":"HS","vid":13360,"pid":512})", "1", "Velmora HS200|HS200 Headset|HEADSET|USB|-|Velmora|"},
       {"RM800", R"({"name":"Velmora SP10"})", "1", "Velmora SP10 Speaker|-|MICROPHONE|USB|-|Velmora|"},
       {"XT100", R"({"name":"Velmora Mic Pod"})", "1", "Velmora Mic Pod|-|RM800=MICROPHONE;DP400=OTHER|USB|-|Velmora|"},
   };
