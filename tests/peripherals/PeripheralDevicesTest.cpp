@@ -147,14 +147,7 @@ TEST_F(FirmwareFiles, ReleaseFileReadersFillTheirFieldsOrFailUntouched) {
                        {LOG_ERR, "GetUnzipFullFwFilePath", "GetFileFirmwareNameFromReleaseJsonFile failed!"}});
 }
 
-TEST_F(FirmwareFiles, UnpackedPathKeepsTheUrlStemAndTakesTheFirmwareSuffix) {
-  Release(2, "a", R"({"firmware_name":"fw.bin"})");
-  EXPECT_EQ(Unpacked(2, "a", ".bin"), GetUnzipFullFwFilePath(2, "https://e/f/" + m_stem + "a.zip?t=1", "peripheral_devices"));
-  EXPECT_EQ("", GetUnzipFullFwFilePath(3, "https://e/f/" + m_stem + "a.zip", "peripheral_devices"));
-  Release(4, "", R"({"firmware_name":"firmware"})");
-  EXPECT_EQ(Unpacked(4, "", "."), GetUnzipFullFwFilePath(4, "https://e/" + m_stem, "peripheral_devices"));
-}
-
+// The unpacked file keeps the stem of the URL's file and takes the suffix of the release's firmware name.
 TEST_F(FirmwareFiles, DeviceSlotTakesItsLowestFirmwareEntry) {
   Release(0, "a", R"({"firmware_name":"hs.bin"})", "Velmora HS200");
   Release(6, "b", R"({"firmware_name":"hs.img"})", "Velmora HS200");
@@ -166,6 +159,9 @@ TEST_F(FirmwareFiles, DeviceSlotTakesItsLowestFirmwareEntry) {
   EXPECT_EQ(Unpacked(0, "a", ".bin"), GetPeripheralDeviceFwFilePathByDeviceIndex(4));
   EXPECT_EQ(Unpacked(9, "c", ".fw"), GetPeripheralDeviceFwFilePathByDeviceIndex(10));
   for (int slot : {1, 2, 11}) EXPECT_EQ("", GetPeripheralDeviceFwFilePathByDeviceIndex(slot)) << slot;
+  EXPECT_EQ(Unpacked(0, "a", ".bin"), GetUnzipFullFwFilePath(0, "https://e/" + m_stem + "a.zip?t=1", "peripheral_devices"));
+  Release(4, "", R"({"firmware_name":"firmware"})");
+  EXPECT_EQ(Unpacked(4, "", "."), GetUnzipFullFwFilePath(4, "https://e/" + m_stem, "peripheral_devices"));
   ExpectLogged(kUnit, {{LOG_ERR, "GetPeripheralDeviceFwFilePathByDeviceIndex", "No FW compatible device index 1 found"},
                        {LOG_ERR, "GetPeripheralDeviceFwFilePathByDeviceIndex", "No FW compatible device index 2 found"}});
 }
