@@ -81,38 +81,29 @@ TEST_F(Bundle, RewrittenInfoReplacesTheFirstTypeAndAllInterfaces) {
   EXPECT_EQ("||SPEAKER,|HDMI,,USB,", Show(bare));
 }
 
-TEST_F(Bundle, RewriteGivesNamesDisplayNamesAndTheConnectionsTypeAndInterfaces) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"Velmora HS200,USB", "Velmora HS200|HS200 Headset|HEADSET,|USB,"},
-      {"Gizmo,OTHER", "GIZMO|GIZMO|OTHER,|"},  // unknown: upper case, its own display name
-      {"Panel,DISPLAYPORT", "PANEL|PANEL|DISPLAY,|DISPLAYPORT,USB,"},
-      {"Panel,DISPLAY", "PANEL|PANEL|DISPLAY,|HDMI,"},
-      // The room bar's own filter gives "HDMI USB"; the HDMI filter then decides.
-      {"Velmora Room Bar,VIDEO", "Velmora Room Bar|Velmora Room Bar|DISPLAY,|HDMI,"},
-  };
-  for (const auto& c : cases) {
-    BundleEntity entity = P::ParseStirngToEntity(c.first);
-    P::UpdateEntityWithRewriteInfo(entity);
-    EXPECT_EQ(c.second, Show(entity)) << c.first;
-  }
-  ExpectLogged("BundleListParser", {{LOG_DEBUG, "UpdateEntityWithRewriteInfo", "start update of RewriteInfo"},
-                                    {LOG_DEBUG, "UpdateEntityWithRewriteInfo", "log after rewrite1"},
-                                    {LOG_DEBUG, "UpdateEntityWithRewriteInfo", "log after rewrite2"}});
-}
-
-TEST_F(Bundle, ListsSkipEmptySlotsAndKeepSlotOrder) {
-  Set("status/peripheral/bundle/device/0", "Velmora HS200,USB");
-  Set("status/peripheral/bundle/device/4", "Panel,HDMI");
-  Set("status/peripheral/bundle/device/5", "Desk Keys,keyboard");
+// Device slots 0 to 5 and host slots 0 and 1; a rewrite gives names, display
+// names, and for a display the type and interfaces of its connection's filter.
+TEST_F(Bundle, ListsSkipEmptySlotsKeepSlotOrderAndRewriteEachEntity) {
+  const char* device[] = {"Velmora HS200,USB", "Panel,DISPLAYPORT", "Panel,DISPLAY", "Velmora Room Bar,VIDEO", "",
+                          "Gizmo,keyboard"};
+  for (int slot = 0; slot < 6; ++slot) Set("status/peripheral/bundle/device/" + std::to_string(slot), device[slot]);
   Set("status/peripheral/bundle/host/0", "Host Mic,MICROPHONE");
   Set("status/peripheral/bundle/host/1", "Host Cam,CAMERA,USB");
   std::string shown;
   for (const BundleEntity& e : P::GetDeviceBundleList()) shown += Show(e) + ";";
-  for (const BundleEntity& e : P::GetHostBundleList()) shown += Show(e) + ";";
-  for (const BundleEntity& e : P::GetDeviceReWrittenBundleList()) shown += Show(e) + ";";
-  EXPECT_EQ("Velmora HS200|||USB,;Panel|||HDMI,;Desk Keys||KEYBOARD,|;Host Mic||MICROPHONE,|;Host Cam||CAMERA,|USB,;"
-            "Velmora HS200|HS200 Headset|HEADSET,|USB,;PANEL|PANEL|DISPLAY,|HDMI,;DESK KEYS|DESK KEYS|KEYBOARD,|;",
+  EXPECT_EQ("Velmora HS200|||USB,;Panel|||DISPLAYPORT,;Panel||DISPLAY,|;Velmora Room Bar||VIDEO,|;Gizmo||KEYBOARD,|;",
             shown);
+  shown.clear();
+  for (const BundleEntity& e : P::GetHostBundleList()) shown += Show(e) + ";";
+  EXPECT_EQ("Host Mic||MICROPHONE,|;Host Cam||CAMERA,|USB,;", shown);
+  shown.clear();
+  for (const BundleEntity& e : P::GetDeviceReWrittenBundleList()) shown += Show(e) + "\n";
+  EXPECT_EQ("Velmora HS200|HS200 Headset|HEADSET,|USB,\nPANEL|PANEL|DISPLAY,|DISPLAYPORT,USB,\nPANEL|PANEL|DISPLAY,|HDMI,\n"
+            "Velmora Room Bar|Velmora Room Bar|DISPLAY,|HDMI,\nGIZMO|GIZMO|KEYBOARD,|\n",  // the room bar's "HDMI USB", then HDMI's
+            shown);
+  ExpectLogged("BundleListParser", {{LOG_DEBUG, "UpdateEntityWithRewriteInfo", "start update of RewriteInfo"},
+                                    {LOG_DEBUG, "UpdateEntityWithRewriteInfo", "log after rewrite1"},
+                                    {LOG_DEBUG, "UpdateEntityWithRewriteInfo", "log after rewrite2"}});
 }
 
 }  // namespace
