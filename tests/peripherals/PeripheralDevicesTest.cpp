@@ -159,11 +159,14 @@ TEST_F(FirmwareFiles, DeviceSlotTakesItsLowestFirmwareEntry) {
   EXPECT_EQ(Unpacked(0, "a", ".bin"), GetPeripheralDeviceFwFilePathByDeviceIndex(4));
   EXPECT_EQ(Unpacked(9, "c", ".fw"), GetPeripheralDeviceFwFilePathByDeviceIndex(10));
   for (int slot : {1, 2, 11}) EXPECT_EQ("", GetPeripheralDeviceFwFilePathByDeviceIndex(slot)) << slot;
-  EXPECT_EQ(Unpacked(0, "a", ".bin"), GetUnzipFullFwFilePath(0, "https://e/" + m_stem + "a.zip?t=1", "peripheral_devices"));
+  const std::string dir = "peripheral_devices";
+  EXPECT_EQ(Unpacked(0, "a", ".bin"), GetUnzipFullFwFilePath(0, "https://e/" + m_stem + "a.zip?t=1", dir));
   Release(4, "", R"({"firmware_name":"firmware"})");
-  EXPECT_EQ(Unpacked(4, "", "."), GetUnzipFullFwFilePath(4, "https://e/" + m_stem, "peripheral_devices"));
-  ExpectLogged(kUnit, {{LOG_ERR, "GetPeripheralDeviceFwFilePathByDeviceIndex", "No FW compatible device index 1 found"},
-                       {LOG_ERR, "GetPeripheralDeviceFwFilePathByDeviceIndex", "No FW compatible device index 2 found"}});
+  EXPECT_EQ(Unpacked(4, "", "."), GetUnzipFullFwFilePath(4, "https://e/" + m_stem, dir));
+  for (const char* slot : {"1", "2"}) {
+    ExpectLogged(kUnit, {{LOG_ERR, "GetPeripheralDeviceFwFilePathByDeviceIndex",
+                          std::string("No FW compatible device index ") + slot + " found"}});
+  }
 }
 
 }  // namespace

@@ -61,7 +61,9 @@ class SignatureTest : public ::testing::Test {
   }
   // Each {level, function, text} was logged by this unit under the signature module.
   void ExpectLogged(const std::vector<std::tuple<int, const char*, std::string>>& lines) {
-    for (const auto& l : lines) EXPECT_TRUE(log_.Logged(25, std::get<0>(l), "SignatureVerifier", std::get<1>(l), std::get<2>(l)));
+    for (const auto& l : lines) {
+      EXPECT_TRUE(log_.Logged(VM_LOG_MODULE_EMS, std::get<0>(l), "SignatureVerifier", std::get<1>(l), std::get<2>(l)));
+    }
   }
   TempDatabase dir_;
   LogCapture log_;
@@ -175,7 +177,8 @@ TEST_F(SignatureTest, ListChecksTheConcatenatedDigestsOfReadableFilesInOrder) {
   const std::string sig = WriteSignature("list.sig", digests);
   EXPECT_TRUE(verifier.verify(files, sig));
   EXPECT_EQ(Bytes(digests.begin(), digests.end()), verifier.digest());
-  ExpectLogged({{LOG_NOTICE, "generateDigest", "file[2]: " + files[2]}, {LOG_NOTICE, "generateDigest", "digest size: 96"}});
+  ExpectLogged({{LOG_NOTICE, "generateDigest", "file[2]: " + files[2]},
+                {LOG_NOTICE, "generateDigest", "digest size: 96"}});
   EXPECT_FALSE(verifier.verify({files[1], files[0], files[2]}, sig));
   // Unreadable files are skipped: the digest holds the others only.
   const std::vector<std::string> holes = {files[0], Path("missing"), Fifo("fifo"), files[1]};
@@ -222,7 +225,8 @@ TEST_F(SignatureTest, ExportedCheckTakesTheOpensslProgramsListSignatureWithAPemC
   if (program.empty()) GTEST_SKIP() << "no openssl program on PATH to sign with";
   ASSERT_TRUE(testpki::WritePrivateKeyPem(Path("key.pem"), key_.get()) && WriteFile(app, std::string(3000, 'o')));
   const auto sign = [&](const std::string& input, const std::string& name) {
-    EXPECT_TRUE(testpki::RunProgram({program, "dgst", "-sha256", "-sign", Path("key.pem"), "-out", Path("raw"), input}));
+    EXPECT_TRUE(
+        testpki::RunProgram({program, "dgst", "-sha256", "-sign", Path("key.pem"), "-out", Path("raw"), input}));
     EXPECT_TRUE(testpki::RunProgram({program, "base64", "-in", Path("raw"), "-out", Path(name)}));
     return Path(name);
   };
