@@ -185,7 +185,16 @@ TEST_F(SignatureTest, ListChecksTheConcatenatedDigestsOfReadableFilesInOrder) {
   EXPECT_FALSE(verifier.verify(holes, sig));
   EXPECT_TRUE(verifier.verify(holes, WriteSignature("short.sig", digests.substr(0, 64))));
   EXPECT_FALSE(verifier.generateDigest({Path("missing"), Path("gone")}) || !verifier.digest().empty());
-  EXPECT_FALSE(verifier.verify({Path("missing")}, sig));
+  EXPECT_FALSE(verifier.verify(std::vector<std::string>{Path("missing")}, sig));
+}
+
+// Fault left for the owner: the list check logs its verdict under "verifyBuffer", not "verify".
+TEST_F(SignatureTest, DISABLED_ListCheckLogsItsVerdictUnderVerify) {
+  ASSERT_TRUE(WriteFile(Path("f"), "x"));
+  SignatureVerifier verifier;
+  ASSERT_TRUE(verifier.initPublicKey(testpki::PublicKeyPem(key_.get())));
+  EXPECT_TRUE(verifier.verify(std::vector<std::string>{Path("f")}, WriteSignature("f.sig", Sha256("x"))));
+  ExpectLogged({{LOG_NOTICE, "verify", "OK"}});
 }
 
 TEST_F(SignatureTest, KeysThatCannotServeAreRefusedAndDropTheKeyHeldBefore) {
