@@ -24,6 +24,7 @@ class PeripheralDevices : public PeripheralTest {
                                              "additional_info":"wireless"})") + "," +
                  Filter(R"({"name":"Odd Type"})", R"({"type":"headset","hw_type":"SERIAL"})") + "," +
                  Filter(R"({"name":"No Interface"})", R"({"type":"CAMERA","hw_type":"  "})") + "," +
+                 Filter(R"({"name":"Bare"})", R"({"type":"NONE","hw_type":"NONE"})") + "," +
                  Filter(R"({"type":"speaker"})", R"({"hw_type":" ANALOG","manufacturer":""})")));
   }
   static void NameSlot(int slot, const std::string& name) {
@@ -57,6 +58,8 @@ TEST_F(PeripheralDevices, EachRewriteFunctionReturnsItsFieldOrTheFallback) {
   EXPECT_EQ(VM_PERIPHERAL_TYPE_HEADSET, RewritePeripheralDeviceType(1, 512, "hs", VM_PERIPHERAL_TYPE_OTHER));
   EXPECT_EQ(VM_PERIPHERAL_TYPE_OTHER, RewritePeripheralDeviceType(1, 1, "hs", VM_PERIPHERAL_TYPE_OTHER));
   EXPECT_EQ(VM_PERIPHERAL_TYPE_MOUSE, RewritePeripheralDeviceType(1, 1, "Odd Type", VM_PERIPHERAL_TYPE_MOUSE));
+  EXPECT_EQ(VM_PERIPHERAL_TYPE_NONE, RewritePeripheralDeviceType(1, 1, "Bare", VM_PERIPHERAL_TYPE_MOUSE));  // value 0
+  EXPECT_EQ(VM_PERIPHERAL_HW_NONE, RewritePeripheralDeviceHwType(1, 1, "Bare", nullptr, VM_PERIPHERAL_HW_WIFI));
   EXPECT_EQ(VM_PERIPHERAL_HW_BLUETOOTH, RewritePeripheralDeviceHwType(1, 512, "hs", nullptr, VM_PERIPHERAL_HW_NONE));
   // The type argument takes part in the match; blanks before the first word are skipped.
   EXPECT_EQ(VM_PERIPHERAL_HW_ANALOG, RewritePeripheralDeviceHwType(1, 1, "box", "SPEAKER", VM_PERIPHERAL_HW_USB));
@@ -70,6 +73,7 @@ TEST_F(PeripheralDevices, WholeRecordRewriteSetsOnlyWhatTheFilterNames) {
   const std::pair<std::string, const char*> cases[] = {
       {"hs/512", "1|Velmora HS200|wireless|Velmora|HEADSET|BLUETOOTH|kept"},
       {"nothing/1", "0|nothing|kept|kept|MOUSE|HDMI|kept"},
+      {"Bare/1", "1|Bare||Velmora|NONE|NONE|kept"},
       {"Odd Type/1", "1|Odd Type||Velmora|MOUSE|HDMI|kept"},      // texts that are not enumeration names
       {"No Interface/1", "0|No Interface||Velmora|CAMERA|HDMI|kept"},  // no hw_type word: false after the rest
   };

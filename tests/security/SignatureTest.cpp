@@ -77,6 +77,7 @@ TEST_F(SignatureTest, SplitFollowsTheTrailerOrLeavesTheFileAlone) {
   const std::tuple<std::string, int, std::string, std::string, std::string> cases[] = {
       {pay + "SIGNATURE-TEXT" + Trailer(14), 0, "SIGNATURE-TEXT", pay, "Signature size: 14"},
       {"SIG" + Trailer(3), 0, "SIG", "", "Signature size: 3"},
+      {"aX" + Trailer(1), 0, "X", "a", "Signature size: 1"},
       {"abcdefghij" + Trailer(0), 0, "", "abcdefghij", "Signature size: 0"},  // zeros split too
       {"a" + Trailer(0), 0, "", "a", "Signature size: 0"},
       {"12345", -1, "-", same, "No signature found."},
@@ -127,6 +128,7 @@ TEST_F(SignatureTest, OneFileVerifiesOverEveryByteWithKeyOrCertificate) {
   std::string flipped = payload;
   flipped[payload.size() - 3] ^= 0x01;
   ASSERT_TRUE(WriteFile(Path("data.bin"), payload) && WriteFile(Path("flipped.bin"), flipped));
+  ASSERT_EQ(0, symlink(Path("data.bin").c_str(), Path("link.bin").c_str()));  // links are followed
   const std::string sig = WriteSignature("data.sig", payload);
   SignatureVerifier verifier;
   EXPECT_FALSE(verifier.verify(Path("data.bin"), sig));  // no key yet
@@ -135,9 +137,9 @@ TEST_F(SignatureTest, OneFileVerifiesOverEveryByteWithKeyOrCertificate) {
   EXPECT_EQ(raw_, verifier.signature());
   ExpectLogged({{LOG_NOTICE, "verify", "OK"}, {LOG_NOTICE, "verify", "file: " + Path("data.bin")}});
   ASSERT_TRUE(verifier.initCertificate(WriteCert()));
-  EXPECT_TRUE(verifier.verify(Path("data.bin"), sig));
+  EXPECT_TRUE(verifier.verify(Path("link.bin"), sig));
   EXPECT_FALSE(verifier.verify(Path("flipped.bin"), sig));
-  ExpectLogged({{LOG_NOTICE, "verify", "FAILED"}});
+  ExpectLogged({{LOG_NOTICE, "verify", "FAILED"}, {LOG_ERR, "log_error_cb", ""}});  // with OpenSSL's reasons
   for (const std::string& other : {WriteSignature("other.sig", flipped), Path("no.sig")}) {
     EXPECT_FALSE(verifier.verify(Path("data.bin"), other)) << other;
   }
@@ -147,6 +149,8 @@ TEST_F(SignatureTest, OneFileVerifiesOverEveryByteWithKeyOrCertificate) {
 TEST_F(SignatureTest, SignatureTextDecodesAsBase64AndHostileFilesAreRefused) {
   SignatureVerifier verifier;
   ASSERT_TRUE(WriteFile(Path("pad.sig"), "aGVs\nbG8=\n") && WriteFile(Path("junk.sig"), "%s%n not base64 !!"));
+  ASSERT_TRUE(WriteFile(Path("one.sig"), "QQ==") && verifier.initSignature(Path("one.sig")));
+  EXPECT_EQ(Bytes{'A'}, verifier.signature());
   ASSERT_TRUE(verifier.initSignature(Path("pad.sig")));
   EXPECT_EQ(Bytes({'h', 'e', 'l', 'l', 'o'}), verifier.signature());
   EXPECT_TRUE(verifier.initSignature(Path("junk.sig")));  // read, but nothing decoded
@@ -210,11 +214,13 @@ TEST_F(SignatureTest, KeysThatCannotServeAreRefusedAndDropTheKeyHeldBefore) {
   ExpectLogged({{LOG_ERR, "log_error_cb", ""}});  // OpenSSL's reasons reach the log
   const std::string body = private_pem.substr(private_pem.find('\n') + 1, 40);  // never logged
   for (const CapturedLine& line : log_.lines()) EXPECT_EQ(std::string::npos, line.text.find(body));
-  for (const std::string& path : {Path("missing.crt"), Path("key.pem"), Fifo("fifo.crt")}) {
+  for (const std::string& path : {Path("missing.crt"), Fifo("fifo.crt"), Path("key.pem")}) {
     ASSERT_TRUE(verifier.initCertificate(WriteCert()));
     EXPECT_FALSE(verifier.initCertificate(path) || verifier.hasPublicKey()) << path;
   }
-  ASSERT_TRUE(verifier.initCertificate(WriteCert()));
+  ExpectLogged({{LOG_ERR, "log_error_cb", ""}});  // why key.pem is no certificate
+  ASSERT_EQ(0, symlink(WriteCert().c_str(), Path("link.crt").c_str()));
+  ASSERT_TRUE(verifier.initCertificate(Path("link.crt")));
   verifier.freeCertAndPublicKey();
   EXPECT_FALSE(verifier.hasPublicKey());
   EXPECT_EQ(1, log_error_cb("bad %s%n text", 13, nullptr));
