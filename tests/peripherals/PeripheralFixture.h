@@ -12,13 +12,11 @@
 #include <vector>
 
 #include "peripherals/PeripheralDeviceRewriter.h"
-#include "peripherals/PeripheralInfo.h"
 #include "platform/uJson.h"
 #include "platform/vmCfg.h"
 #include "support/LogCapture.h"
 #include "support/TempDatabase.h"
 
-using Words = std::vector<std::string>;
 using Rewriter = PeripheralDeviceRewriter;
 
 inline std::string Filter(const std::string& in, const std::string& out) {
@@ -50,8 +48,7 @@ class PeripheralTest : public ::testing::Test {
     UseDefaultFilters(m_db.directory() + "/default.json");
   }
   static void WriteFile(const std::string& path, const std::string& text) {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    ASSERT_TRUE(file << text) << path;
+    ASSERT_TRUE(std::ofstream(path, std::ios::binary) << text) << path;
   }
   static void Set(const std::string& path, const std::string& value) {
     ASSERT_EQ(VM_CFG_OK, vmCfgSetParam(path.c_str(), value.c_str())) << path;
