@@ -4,8 +4,8 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "peripherals/PeripheralDevices.h"
@@ -13,279 +13,149 @@
 
 namespace {
 
-std::string Filter(const std::string& in, const std::string& out) {
-  return "{\"in\":" + in + ",\"out\":" + out + "}";
-}
+const char kUnit[] = "PeripheralDevices";
 
-std::string Document(const std::string& filters) { return "{\"filters\":[" + filters + "]}"; }
-
-void NameSlot(int slot, const char* name) {
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam(("status/peripheral/device/" + std::to_string(slot) + "/name").c_str(), name));
-}
-
-class PeripheralSlots : public PeripheralTest {
+class PeripheralDevices : public PeripheralTest {
  protected:
   void SetUp() override {
+    Set("system/type", "DP400");
     for (int slot = 0; slot < 11; ++slot) NameSlot(slot, "");
+    Set("peripheral/filters",
+        Document(Filter(R"({"pid":512})", R"({"name":"Velmora HS200","type":"HEADSET","hw_type":"BLUETOOTH USB",
+                                             "additional_info":"wireless"})") + "," +
+                 Filter(R"({"name":"Odd Type"})", R"({"type":"headset","hw_type":"SERIAL"})") + "," +
+                 Filter(R"({"name":"No Interface"})", R"({"type":"CAMERA","hw_type":"  "})") + "," +
+                 Filter(R"({"name":"Bare"})", R"({"type":"NONE","hw_type":"NONE"})") + "," +
+                 Filter(R"({"type":"speaker"})", R"({"hw_type":" ANALOG","manufacturer":""})")));
+  }
+  static void NameSlot(int slot, const std::string& name) {
+    Set("status/peripheral/device/" + std::to_string(slot) + "/name", name);
   }
 };
 
-TEST_F(PeripheralSlots, FindsTheFirstFreeSlotAndSlotsByName) {
+TEST_F(PeripheralDevices, FindsTheFirstFreeSlotAndSlotsByExactName) {
   EXPECT_EQ(0, FindEmptyStatusPeripheralIndex());
-  NameSlot(0, "Velmora HS200");
-  NameSlot(2, "Cam");
-  NameSlot(5, "Cam");
-  EXPECT_EQ(1, FindEmptyStatusPeripheralIndex());
-  EXPECT_EQ(2, GetPeripheralDeviceIndexByName("Cam"));  // the first of two
-  EXPECT_EQ(0, GetPeripheralDeviceIndexByName("Velmora HS200"));
-  EXPECT_EQ(-1, GetPeripheralDeviceIndexByName("cam"));
-  EXPECT_EQ(-1, GetPeripheralDeviceIndexByName("Velmora"));
-  EXPECT_EQ(-1, GetPeripheralDeviceIndexByName(""));  // free slots do not count
+  for (int slot = 0; slot < 10; ++slot) NameSlot(slot, slot == 3 || slot == 5 ? "Cam" : "D" + std::to_string(slot));
+  EXPECT_EQ(10, FindEmptyStatusPeripheralIndex());
+  // The free slot 10 is no match for "".
+  for (const char* absent : {"cam", "D", ""}) EXPECT_EQ(-1, GetPeripheralDeviceIndexByName(absent)) << absent;
   EXPECT_EQ(-1, GetPeripheralDeviceIndexByName(nullptr));
-  for (int slot = 0; slot < 11; ++slot) NameSlot(slot, ("Device " + std::to_string(slot)).c_str());
+  EXPECT_EQ(3, GetPeripheralDeviceIndexByName("Cam"));
+  EXPECT_EQ(0, GetPeripheralDeviceIndexByName("D0"));
+  NameSlot(10, "D10");
   EXPECT_EQ(-1, FindEmptyStatusPeripheralIndex());
-  EXPECT_EQ(10, GetPeripheralDeviceIndexByName("Device 10"));
+  EXPECT_EQ(10, GetPeripheralDeviceIndexByName("D10"));
 }
 
-class PeripheralStatusRewrite : public PeripheralTest {
- protected:
-  void SetUp() override {
-    SetSystemType("DP400");
-    SetConfiguredFilters(Document(
-        Filter(R"({"pid":512})", R"({"name":"Velmora HS200","display_name":"HS200","type":"HEADSET",
-                                     "hw_type":"BLUETOOTH USB","additional_info":"wireless"})") +
-        "," + Filter(R"({"name":"Odd Type"})", R"({"type":"headset","hw_type":"SERIAL"})") + "," +
-        Filter(R"({"name":"No Interface"})", R"({"type":"CAMERA","hw_type":"  "})") + "," +
-        Filter(R"({"type":"speaker"})", R"({"hw_type":"ANALOG","manufacturer":""})")));
-  }
-};
-
-TEST_F(PeripheralStatusRewrite, EachFunctionReturnsItsField) {
-  // The "display name" function returns the rewritten name.
-  EXPECT_EQ("Velmora HS200", RewritePeripheralDeviceDisplayName(13360, 512, "hs"));
-  EXPECT_EQ("unknown", RewritePeripheralDeviceDisplayName(1, 1, "unknown"));
+TEST_F(PeripheralDevices, EachRewriteFunctionReturnsItsFieldOrTheFallback) {
+  EXPECT_EQ("Velmora HS200", RewritePeripheralDeviceDisplayName(13360, 512, "hs"));  // the name, not the display name
   EXPECT_EQ("", RewritePeripheralDeviceDisplayName(1, 1, nullptr));
   EXPECT_EQ("wireless", RewritePeripheralDeviceAdditionalInfo(1, 512, "hs", "given"));
   EXPECT_EQ("given", RewritePeripheralDeviceAdditionalInfo(1, 1, "hs", "given"));
-  EXPECT_EQ("", RewritePeripheralDeviceAdditionalInfo(1, 1, "hs", nullptr));
   EXPECT_EQ("Velmora", RewritePeripheralDeviceManufacturer(13360, 1, "hs", "Other"));
-  EXPECT_EQ("Other", RewritePeripheralDeviceManufacturer(1, 1, "hs", "Other"));
-}
-
-TEST_F(PeripheralStatusRewrite, EnumerationsFallBackWhenNotNames) {
   EXPECT_EQ(VM_PERIPHERAL_TYPE_HEADSET, RewritePeripheralDeviceType(1, 512, "hs", VM_PERIPHERAL_TYPE_OTHER));
-  // No match, or a type text that is not a name of the enumeration (names are upper case).
-  EXPECT_EQ(VM_PERIPHERAL_TYPE_OTHER, RewritePeripheralDeviceType(1, 1, "hs", VM_PERIPHERAL_TYPE_OTHER));
   EXPECT_EQ(VM_PERIPHERAL_TYPE_MOUSE, RewritePeripheralDeviceType(1, 1, "Odd Type", VM_PERIPHERAL_TYPE_MOUSE));
-
-  EXPECT_EQ(VM_PERIPHERAL_HW_BLUETOOTH, RewritePeripheralDeviceHwType(1, 512, "hs", nullptr, VM_PERIPHERAL_HW_NONE));
-  // The type argument takes part in the match.
+  EXPECT_EQ(VM_PERIPHERAL_TYPE_NONE, RewritePeripheralDeviceType(1, 1, "Bare", VM_PERIPHERAL_TYPE_MOUSE));  // value 0
+  EXPECT_EQ(VM_PERIPHERAL_HW_NONE, RewritePeripheralDeviceHwType(1, 1, "Bare", nullptr, VM_PERIPHERAL_HW_WIFI));
+  // The type argument takes part in the match; blanks before the first word are skipped.
   EXPECT_EQ(VM_PERIPHERAL_HW_ANALOG, RewritePeripheralDeviceHwType(1, 1, "box", "SPEAKER", VM_PERIPHERAL_HW_USB));
-  EXPECT_EQ(VM_PERIPHERAL_HW_USB, RewritePeripheralDeviceHwType(1, 1, "box", "CAMERA", VM_PERIPHERAL_HW_USB));
   EXPECT_EQ(VM_PERIPHERAL_HW_WIFI, RewritePeripheralDeviceHwType(1, 1, "Odd Type", nullptr, VM_PERIPHERAL_HW_WIFI));
-  EXPECT_EQ(VM_PERIPHERAL_HW_WIFI,
-            RewritePeripheralDeviceHwType(1, 1, "No Interface", nullptr, VM_PERIPHERAL_HW_WIFI));
+  EXPECT_EQ(VM_PERIPHERAL_HW_WIFI, RewritePeripheralDeviceHwType(1, 1, "No Interface", nullptr, VM_PERIPHERAL_HW_WIFI));
 }
 
-TEST_F(PeripheralStatusRewrite, WholeRecord) {
-  PeripheralDeviceData data;
-  data.m_name = "hs";
-  data.m_vid = 13360;
-  data.m_pid = 512;
-  data.m_manufacturer = "Someone";
-  data.m_extra = "serial 42";
-  ASSERT_TRUE(RewritePeripheralDevice(data));
-  EXPECT_EQ("Velmora HS200", data.m_name);
-  EXPECT_EQ("wireless", data.m_additionalInfo);
-  EXPECT_EQ("Velmora", data.m_manufacturer);
-  EXPECT_EQ(VM_PERIPHERAL_TYPE_HEADSET, data.m_type);
-  EXPECT_EQ(VM_PERIPHERAL_HW_BLUETOOTH, data.m_hwType);
-  EXPECT_EQ("serial 42", data.m_extra);
-  EXPECT_EQ(13360, data.m_vid);
-
-  PeripheralDeviceData unmatched;
-  unmatched.m_name = "nothing";
-  unmatched.m_type = VM_PERIPHERAL_TYPE_MOUSE;
-  unmatched.m_additionalInfo = "kept";
-  EXPECT_FALSE(RewritePeripheralDevice(unmatched));
-  EXPECT_EQ("nothing", unmatched.m_name);
-  EXPECT_EQ(VM_PERIPHERAL_TYPE_MOUSE, unmatched.m_type);
-  EXPECT_EQ("kept", unmatched.m_additionalInfo);
-
-  // Names that are not enumeration names leave the values; an hw_type
-  // without a word makes the result false after the other fields are set.
-  PeripheralDeviceData odd;
-  odd.m_name = "Odd Type";
-  odd.m_type = VM_PERIPHERAL_TYPE_SPEAKER;
-  odd.m_hwType = VM_PERIPHERAL_HW_HDMI;
-  odd.m_manufacturer = "M";
-  EXPECT_TRUE(RewritePeripheralDevice(odd));
-  EXPECT_EQ(VM_PERIPHERAL_TYPE_SPEAKER, odd.m_type);
-  EXPECT_EQ(VM_PERIPHERAL_HW_HDMI, odd.m_hwType);
-  EXPECT_EQ("", odd.m_manufacturer);  // the input record's manufacturer is not passed in
-
-  PeripheralDeviceData noInterface;
-  noInterface.m_name = "No Interface";
-  noInterface.m_hwType = VM_PERIPHERAL_HW_USB;
-  EXPECT_FALSE(RewritePeripheralDevice(noInterface));
-  EXPECT_EQ(VM_PERIPHERAL_TYPE_CAMERA, noInterface.m_type);
-  EXPECT_EQ(VM_PERIPHERAL_HW_USB, noInterface.m_hwType);
+TEST_F(PeripheralDevices, WholeRecordRewriteSetsOnlyWhatTheFilterNames) {
+  // Device name and pid; result, name, additional info, manufacturer, type, hw type.
+  const std::pair<std::string, const char*> cases[] = {
+      {"hs/512", "1|Velmora HS200|wireless|Velmora|HEADSET|BLUETOOTH|kept"},
+      {"nothing/1", "0|nothing|kept|kept|MOUSE|HDMI|kept"},
+      {"Bare/1", "1|Bare||Velmora|NONE|NONE|kept"},
+      {"Odd Type/1", "1|Odd Type||Velmora|MOUSE|HDMI|kept"},      // texts that are not enumeration names
+      {"No Interface/1", "0|No Interface||Velmora|CAMERA|HDMI|kept"},  // no hw_type word: false after the rest
+  };
+  const vmCfgParam* type = vmCfgFindParameterByPath("status/peripheral/device/0/type");
+  const vmCfgParam* hw = vmCfgFindParameterByPath("status/peripheral/device/0/hw_type");
+  for (const auto& c : cases) {
+    PeripheralDeviceData d;
+    d.m_name = c.first.substr(0, c.first.find('/'));
+    d.m_pid = std::stoi(c.first.substr(c.first.find('/') + 1));
+    d.m_vid = 13360;
+    d.m_type = VM_PERIPHERAL_TYPE_MOUSE;
+    d.m_hwType = VM_PERIPHERAL_HW_HDMI;
+    d.m_additionalInfo = d.m_manufacturer = d.m_extra = "kept";
+    const std::string result = std::to_string(RewritePeripheralDevice(d));
+    EXPECT_EQ(c.second, result + "|" + d.m_name + "|" + d.m_additionalInfo + "|" + d.m_manufacturer + "|" +
+                            vmCfgEnumToStr(type, d.m_type) + "|" + vmCfgEnumToStr(hw, d.m_hwType) + "|" + d.m_extra);
+  }
 }
 
-// A directory /tmp/<name> of the test's own, removed afterwards.
-class FirmwareFiles : public PeripheralTest {
+// Firmware files live under /tmp/peripheral_devices, shared with the device:
+// the test adds and removes only files whose names carry its own stem.
+class FirmwareFiles : public PeripheralDevices {
  protected:
   void SetUp() override {
-    char pattern[] = "/tmp/dm-periph-fw-XXXXXX";
-    ASSERT_NE(nullptr, mkdtemp(pattern));
-    m_dir = pattern;
-    m_name = m_dir.substr(5);
-  }
-  void TearDown() override {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_dir, ignored);
-  }
-  std::string m_dir;   // "/tmp/dm-periph-fw-..."
-  std::string m_name;  // "dm-periph-fw-..."
-};
-
-TEST_F(FirmwareFiles, ReleaseFileWrappers) {
-  std::string path = m_dir + "/2_hs_fw_v1.release.json";
-  WriteFile(path, R"({"device_name":"Velmora HS200","firmware_version":"1.4.2","firmware_name":"fw.bin"})");
-  std::string device = "x", version = "x", name = "x";
-  ASSERT_TRUE(GetDataFromReleaseJsonFile(path, device, version, name));
-  EXPECT_EQ("Velmora HS200", device);
-  EXPECT_EQ("1.4.2", version);
-  EXPECT_EQ("fw.bin", name);
-  std::string one;
-  ASSERT_TRUE(GetFirmwareVersionFromReleaseJsonFile(path, one));
-  EXPECT_EQ("1.4.2", one);
-  ASSERT_TRUE(GetFileFirmwareNameFromReleaseJsonFile(path, one));
-  EXPECT_EQ("fw.bin", one);
-  ASSERT_TRUE(GetDeviceNameFromReleaseJsonFile(path, one));
-  EXPECT_EQ("Velmora HS200", one);
-  EXPECT_TRUE(m_log.Contains(LOG_NOTICE, "firmware_version=1.4.2\n"));
-
-  // Keys that are absent read as "".
-  WriteFile(path, R"({"firmware_name":"fw.bin"})");
-  ASSERT_TRUE(GetDeviceNameFromReleaseJsonFile(path, one));
-  EXPECT_EQ("", one);
-}
-
-TEST_F(FirmwareFiles, BadReleaseFilesLeaveOutputsUntouched) {
-  std::string path = m_dir + "/bad.release.json";
-  using Wrapper = bool (*)(std::string&, std::string&);
-  const struct {
-    Wrapper read;
-    const char* function;
-  } wrappers[] = {{GetFirmwareVersionFromReleaseJsonFile, "GetFirmwareVersionFromReleaseJsonFile"},
-                  {GetFileFirmwareNameFromReleaseJsonFile, "GetFileFirmwareNameFromReleaseJsonFile"},
-                  {GetDeviceNameFromReleaseJsonFile, "GetDeviceNameFromReleaseJsonFile"}};
-  for (const char* text : {"", "not json", "[\"fw.bin\"]", R"({"firmware_name":{"x":1}})"}) {
-    WriteFile(path, text);
-    std::string device = "d", version = "v", name = "n";
-    EXPECT_FALSE(GetDataFromReleaseJsonFile(path, device, version, name)) << text;
-    EXPECT_EQ("d", device);
-    EXPECT_EQ("v", version);
-    EXPECT_EQ("n", name);
-    EXPECT_TRUE(m_log.Logged(VM_LOG_MODULE_ALERTS, LOG_ERR, "PeripheralDevices", "GetDetailInfoFromReleaseJson",
-                             "call DeSerialize failed.\n"));
-    EXPECT_TRUE(m_log.Logged(VM_LOG_MODULE_ALERTS, LOG_ERR, "PeripheralDevices", "GetDataFromReleaseJsonFile",
-                             "GetDetailInfoFromReleaseJson failed.\n"));
-    // Each wrapper's failure is its own line, under its own name.
-    for (const auto& wrapper : wrappers) {
-      std::string out = "o";
-      EXPECT_FALSE(wrapper.read(path, out));
-      EXPECT_EQ("o", out);
-      EXPECT_TRUE(m_log.Logged(VM_LOG_MODULE_ALERTS, LOG_ERR, "PeripheralDevices", wrapper.function,
-                               "GetDetailInfoFromReleaseJson failed.\n"));
-    }
-  }
-  std::string missing = m_dir + "/missing.release.json", version = "v";
-  EXPECT_FALSE(GetFirmwareVersionFromReleaseJsonFile(missing, version));
-  EXPECT_EQ("v", version);
-}
-
-TEST_F(FirmwareFiles, UnpackedPathKeepsTheStemAndTakesTheFirmwareSuffix) {
-  WriteFile(m_dir + "/2_hs_fw_v1.release.json", R"({"firmware_name":"fw.bin"})");
-  EXPECT_EQ(m_dir + "/2_hs_fw_v1.bin",
-            GetUnzipFullFwFilePath(2, "https://ems.example.com/files/hs_fw_v1.zip?token=abc", m_name));
-  // Another entry number reads another release file.
-  EXPECT_EQ("", GetUnzipFullFwFilePath(3, "https://ems.example.com/files/hs_fw_v1.zip", m_name));
-  EXPECT_TRUE(m_log.Contains(LOG_ERR, "GetFileFirmwareNameFromReleaseJsonFile failed!"));
-
-  // A URL file without suffix; a firmware name without suffix.
-  WriteFile(m_dir + "/4_hsfw.release.json", R"({"firmware_name":"firmware"})");
-  EXPECT_EQ(m_dir + "/4_hsfw.", GetUnzipFullFwFilePath(4, "https://ems.example.com/hsfw", m_name));
-  // A URL without a file name looks for "<entry>_.release.json".
-  EXPECT_EQ("", GetUnzipFullFwFilePath(5, "https://ems.example.com/files/", m_name));
-  WriteFile(m_dir + "/5_.release.json", R"({"firmware_name":"fw.img"})");
-  EXPECT_EQ(m_dir + "/5_.img", GetUnzipFullFwFilePath(5, "https://ems.example.com/files/", m_name));
-
-  WriteFile(m_dir + "/6_pkg.release.json", "{broken");
-  EXPECT_EQ("", GetUnzipFullFwFilePath(6, "https://ems.example.com/pkg.zip", m_name));
-}
-
-// The firmware table's own directory, /tmp/peripheral_devices, is shared with
-// the device: the test only adds and removes files with names of its own.
-class FirmwareTable : public PeripheralTest {
- protected:
-  void SetUp() override {
-    for (int slot = 0; slot < 11; ++slot) NameSlot(slot, "");
+    PeripheralDevices::SetUp();
     ::mkdir(kDir, 0777);
-    m_stem = "dmtest-" + std::to_string(::getpid()) + "-" + std::to_string(::time(nullptr));
-    const std::string probe = std::string(kDir) + "/" + m_stem + ".probe";
-    std::FILE* file = std::fopen(probe.c_str(), "w");
-    if (file == nullptr) GTEST_SKIP() << kDir << " is not writable";
-    std::fclose(file);
-    std::remove(probe.c_str());
+    if (::access(kDir, W_OK) != 0) GTEST_SKIP() << kDir << " is not writable";
   }
-  void TearDown() override {
-    for (const std::string& path : m_files) std::remove(path.c_str());
+  void TearDown() override { for (const std::string& path : m_files) std::remove(path.c_str()); }
+  // Entry `entry` (for `device` when given) was fetched from <stem><tag>.zip.
+  std::string Release(int entry, const std::string& tag, const std::string& json, const char* device = nullptr) {
+    if (device) Set("status/peripheral/firmware/" + std::to_string(entry) + "/device_name", device);
+    Set("status/peripheral/firmware/" + std::to_string(entry) + "/url", "https://ems/fw/" + m_stem + tag + ".zip");
+    m_files.push_back(Unpacked(entry, tag, ".release.json"));
+    WriteFile(m_files.back(), json);
+    return m_files.back();
   }
-  // Declares firmware entry `entry` for `device`, fetched from <stem>_<tag>.zip,
-  // with a release file naming `firmwareName`.
-  void AddEntry(int entry, const char* device, const std::string& tag, const char* firmwareName) {
-    const std::string file = m_stem + "_" + tag;
-    const std::string e = std::to_string(entry);
-    ASSERT_EQ(VM_CFG_OK, vmCfgSetParam(("status/peripheral/firmware/" + e + "/device_name").c_str(), device));
-    ASSERT_EQ(VM_CFG_OK, vmCfgSetParam(("status/peripheral/firmware/" + e + "/url").c_str(),
-                                       ("https://ems.example.com/fw/" + file + ".zip").c_str()));
-    const std::string release = std::string(kDir) + "/" + e + "_" + file + ".release.json";
-    m_files.push_back(release);
-    WriteFile(release, std::string("{\"firmware_name\":\"") + firmwareName + "\"}");
+  std::string Unpacked(int entry, const std::string& tag, const char* suffix) const {
+    return std::string(kDir) + "/" + std::to_string(entry) + "_" + m_stem + tag + suffix;
   }
-  std::string Expected(int entry, const std::string& tag, const char* suffix) const {
-    return std::string(kDir) + "/" + std::to_string(entry) + "_" + m_stem + "_" + tag + suffix;
-  }
-
   static constexpr const char* kDir = "/tmp/peripheral_devices";
-  std::string m_stem;
+  const std::string m_stem = "dmtest-" + std::to_string(::getpid());
   std::vector<std::string> m_files;
 };
 
-TEST_F(FirmwareTable, DeviceSlotFindsItsFirstFirmwareEntry) {
-  AddEntry(3, "Velmora HS200", "a", "hs.bin");
-  AddEntry(6, "Velmora HS200", "b", "hs.img");
-  AddEntry(7, "Velmora Cam 4K", "c", "cam.fw");
-  NameSlot(4, "Velmora HS200");
-  NameSlot(8, "Velmora Cam 4K");
-  EXPECT_EQ(Expected(3, "a", ".bin"), GetPeripheralDeviceUnzipFwFilePathByFwIndex(3));
-  EXPECT_EQ(Expected(6, "b", ".img"), GetPeripheralDeviceUnzipFwFilePathByFwIndex(6));
-  EXPECT_EQ(Expected(3, "a", ".bin"), GetPeripheralDeviceFwFilePathByDeviceIndex(4));  // the lower entry wins
-  EXPECT_EQ(Expected(7, "c", ".fw"), GetPeripheralDeviceFwFilePathByDeviceIndex(8));
+TEST_F(FirmwareFiles, ReleaseFileReadersFillTheirFieldsOrFailUntouched) {
+  std::string good = Release(0, "r", R"({"device_name":"HS","firmware_version":"1.4","firmware_name":"fw.bin"})"),
+              bad = Release(1, "bad", R"({"firmware_name":{"x":1}})");
+  using Reader = bool (*)(std::string&, std::string&);
+  const std::tuple<Reader, const char*, std::string> readers[] = {
+      {GetDeviceNameFromReleaseJsonFile, "GetDeviceNameFromReleaseJsonFile", "HS"},
+      {GetFirmwareVersionFromReleaseJsonFile, "GetFirmwareVersionFromReleaseJsonFile", "1.4"},
+      {GetFileFirmwareNameFromReleaseJsonFile, "GetFileFirmwareNameFromReleaseJsonFile", "fw.bin"}};
+  for (const auto& [reader, function, value] : readers) {
+    std::string out;
+    EXPECT_TRUE(reader(good, out) && out == value) << function;
+    EXPECT_FALSE(reader(bad, out) || out != value) << function;  // left untouched
+    ExpectLogged(kUnit, {{LOG_ERR, function, "GetDetailInfoFromReleaseJson failed.\n"}});
+  }
+  EXPECT_EQ("", GetPeripheralDeviceUnzipFwFilePathByFwIndex(1));
+  std::string d, v, n;
+  ASSERT_TRUE(GetDataFromReleaseJsonFile(good, d, v, n));
+  EXPECT_FALSE(GetDataFromReleaseJsonFile(bad, d, v, n) || d + "/" + v + "/" + n != "HS/1.4/fw.bin");
+  ExpectLogged(kUnit, {{LOG_NOTICE, "GetDetailInfoFromReleaseJson", "device_name=HS\n"},
+                       {LOG_NOTICE, "GetDetailInfoFromReleaseJson", "firmware_version=1.4\n"},
+                       {LOG_NOTICE, "GetDetailInfoFromReleaseJson", "firmware_name=fw.bin\n"},
+                       {LOG_ERR, "GetDataFromReleaseJsonFile", "GetDetailInfoFromReleaseJson failed.\n"},
+                       {LOG_ERR, "GetDetailInfoFromReleaseJson", "call DeSerialize failed.\n"},
+                       {LOG_ERR, "GetUnzipFullFwFilePath", "GetFileFirmwareNameFromReleaseJsonFile failed!"}});
 }
 
-TEST_F(FirmwareTable, SlotsWithoutFirmwareGiveNothing) {
-  AddEntry(0, "Velmora HS200", "a", "hs.bin");
+// The unpacked file keeps the stem of the URL's file and takes the suffix of the release's firmware name.
+TEST_F(FirmwareFiles, DeviceSlotTakesItsLowestFirmwareEntry) {
+  Release(0, "a", R"({"firmware_name":"hs.bin"})", "Velmora HS200");
+  Release(6, "b", R"({"firmware_name":"hs.img"})", "Velmora HS200");
+  Release(9, "c", R"({"firmware_name":"cam.fw"})", "Velmora Cam 4K");
+  NameSlot(4, "Velmora HS200");
+  NameSlot(10, "Velmora Cam 4K");
   NameSlot(1, "Velmora HS300");
-  EXPECT_EQ("", GetPeripheralDeviceFwFilePathByDeviceIndex(1));
-  EXPECT_TRUE(m_log.Contains(LOG_ERR, "No FW compatible device index 1 found"));
-  // An empty slot never matches the empty device names of unused entries.
-  EXPECT_EQ("", GetPeripheralDeviceFwFilePathByDeviceIndex(2));
-  EXPECT_TRUE(m_log.Contains(LOG_ERR, "No FW compatible device index 2 found"));
-  EXPECT_EQ("", GetPeripheralDeviceFwFilePathByDeviceIndex(11));
-  EXPECT_EQ("", GetPeripheralDeviceUnzipFwFilePathByFwIndex(10));
+  EXPECT_EQ(Unpacked(6, "b", ".img"), GetPeripheralDeviceUnzipFwFilePathByFwIndex(6));
+  EXPECT_EQ(Unpacked(0, "a", ".bin"), GetPeripheralDeviceFwFilePathByDeviceIndex(4));
+  EXPECT_EQ(Unpacked(9, "c", ".fw"), GetPeripheralDeviceFwFilePathByDeviceIndex(10));
+  for (int slot : {1, 2, 11}) EXPECT_EQ("", GetPeripheralDeviceFwFilePathByDeviceIndex(slot)) << slot;
+  EXPECT_EQ(Unpacked(0, "a", ".bin"),
+            GetUnzipFullFwFilePath(0, "https://e/" + m_stem + "a.zip?t=1", "peripheral_devices"));
+  ExpectLogged(kUnit,
+               {{LOG_ERR, "GetPeripheralDeviceFwFilePathByDeviceIndex", "No FW compatible device index 2 found"}});
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // Shared set-up of the peripheral tests: a private configuration database, a
-// default filters file of the test's own (never the device's /tmp file) and
-// a log capture.
+// default filters file of the test's own (never the device's /tmp file), a
+// log capture, and builders of filter documents.
 #ifndef DEVMGMT_TESTS_PERIPHERALS_PERIPHERALFIXTURE_H_
 #define DEVMGMT_TESTS_PERIPHERALS_PERIPHERALFIXTURE_H_
 
@@ -9,53 +9,57 @@
 #include <cstdlib>
 #include <fstream>
 #include <string>
+#include <vector>
 
 #include "peripherals/PeripheralDeviceRewriter.h"
-#include "peripherals/PeripheralInfo.h"
+#include "platform/uJson.h"
 #include "platform/vmCfg.h"
 #include "support/LogCapture.h"
 #include "support/TempDatabase.h"
 
+using Rewriter = PeripheralDeviceRewriter;
+
+inline std::string Filter(const std::string& in, const std::string& out) {
+  return "{\"in\":" + in + ",\"out\":" + out + "}";
+}
+inline std::string Document(const std::string& filters) { return "{\"name\":\"t\",\"filters\":[" + filters + "]}"; }
+
+// A record read from JSON text; text that does not parse fails the test.
+template <typename Record>
+Record& Parse(Record& record, const std::string& json) {
+  EXPECT_NE(0, uJson::DeSerializer::DeSerialize(record, json)) << json;
+  return record;
+}
+
+// A log line that a scenario must have produced: level, function, text.
+struct LogLine {
+  int level;
+  const char* function;
+  std::string text;
+};
+
 class PeripheralTest : public ::testing::Test {
  protected:
-  PeripheralTest() {
-    // Until a test chooses, the default list is a file that does not exist.
-    UseDefaultFiltersFile(m_db.directory() + "/no_default_filters.json");
-  }
+  PeripheralTest() { UseDefaultFilters(m_db.directory() + "/no_default_filters.json"); }
 
-  void UseDefaultFiltersFile(const std::string& path) {
-    setenv(PeripheralDeviceRewriter::DEFAULT_FILTERS_ENV, path.c_str(), 1);
-  }
-  void UseSampleDefaultFilters() { UseDefaultFiltersFile(DM_SAMPLE_FILTERS); }
-  // Writes `text` as this test's default filters file.
+  static void UseDefaultFilters(const std::string& path) { setenv(Rewriter::DEFAULT_FILTERS_ENV, path.c_str(), 1); }
   void WriteDefaultFilters(const std::string& text) {
-    const std::string path = m_db.directory() + "/default_filters.json";
-    WriteFile(path, text);
-    UseDefaultFiltersFile(path);
+    WriteFile(m_db.directory() + "/default.json", text);
+    UseDefaultFilters(m_db.directory() + "/default.json");
   }
   static void WriteFile(const std::string& path, const std::string& text) {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file << text;
-    ASSERT_TRUE(file.good()) << path;
+    ASSERT_TRUE(std::ofstream(path, std::ios::binary) << text) << path;
   }
-  static void SetConfiguredFilters(const std::string& text) {
-    ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("peripheral/filters", text.c_str()));
+  static void Set(const std::string& path, const std::string& value) {
+    ASSERT_EQ(VM_CFG_OK, vmCfgSetParam(path.c_str(), value.c_str())) << path;
   }
-  static void SetSystemType(const std::string& type) {
-    ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("system/type", type.c_str()));
+  // Each line was logged by `unit` under the peripherals' module.
+  void ExpectLogged(const char* unit, const std::vector<LogLine>& lines) const {
+    for (const LogLine& l : lines) EXPECT_TRUE(m_log.Logged(VM_LOG_MODULE_ALERTS, l.level, unit, l.function, l.text));
   }
 
   TempDatabase m_db;  // first: everything below may read configuration
   LogCapture m_log;
 };
-
-// A detected peripheral; a null text leaves the field unset.
-inline void Describe(PeripheralInfo& info, const char* name, int vid = -1, int pid = -1,
-                     const char* type = nullptr) {
-  if (name) info.m_name.SetValue(name, -1);
-  info.m_vid.SetValue(vid);
-  info.m_pid.SetValue(pid);
-  if (type) info.m_type.SetValue(type, -1);
-}
 
 #endif  // DEVMGMT_TESTS_PERIPHERALS_PERIPHERALFIXTURE_H_

@@ -1,13 +1,16 @@
+// Signed files: the split, and RSA/SHA-256 checks against signatures made
+// here with OpenSSL's signing call or by the openssl program.
 #include <gtest/gtest.h>
-#include <openssl/bio.h>
 #include <openssl/evp.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdint>
-#include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
+#include "platform/vmFile.h"
 #include "security/SignatureVerifier.h"
 #include "support/LogCapture.h"
 #include "support/TempDatabase.h"
@@ -17,335 +20,192 @@ namespace {
 
 using testpki::ReadFile;
 using testpki::WriteFile;
+using Bytes = std::vector<unsigned char>;
 
-std::string Trailer(uint64_t length) {
+std::string Trailer(uint64_t length) {  // little-endian
   std::string bytes(8, '\0');
-  for (int i = 0; i < 8; ++i) bytes[i] = static_cast<char>((length >> (8 * i)) & 0xff);
+  for (int i = 0; i < 8; ++i) bytes[i] = static_cast<char>(length >> (8 * i));
   return bytes;
 }
 
 std::string Sha256(const std::string& bytes) {
   unsigned char digest[32];
-  unsigned int size = 0;
-  EVP_Digest(bytes.data(), bytes.size(), digest, &size, EVP_sha256(), nullptr);
-  return std::string(reinterpret_cast<char*>(digest), size);
+  EVP_Digest(bytes.data(), bytes.size(), digest, nullptr, EVP_sha256(), nullptr);
+  return std::string(reinterpret_cast<char*>(digest), sizeof digest);
 }
-
-// base64 with a line break every 64 characters and '=' padding, as the
-// openssl program writes it.
-std::string Base64Lines(const std::string& bytes) {
-  BIO* b64 = BIO_new(BIO_f_base64());
-  BIO* mem = BIO_new(BIO_s_mem());
-  BIO_push(b64, mem);
-  BIO_write(b64, bytes.data(), static_cast<int>(bytes.size()));
-  BIO_flush(b64);
-  char* data = nullptr;
-  const long length = BIO_get_mem_data(mem, &data);
-  std::string text(data, static_cast<size_t>(length));
-  BIO_free_all(b64);
-  return text;
-}
-
-bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
 class SignatureTest : public ::testing::Test {
  protected:
+  std::string Path(const std::string& name) const { return dir_.directory() + "/" + name; }
+  // Writes the base64 RSA/SHA-256 signature of `message` by the test key.
+  std::string WriteSignature(const std::string& name, const std::string& message) {
+    unsigned char raw[512], text[1024];
+    size_t size = sizeof raw;
+    EVP_MD_CTX* ctx = EVP_MD_CTX_new();
+    EVP_DigestSignInit(ctx, nullptr, EVP_sha256(), nullptr, key_.get());
+    EVP_DigestSign(ctx, raw, &size, reinterpret_cast<const unsigned char*>(message.data()), message.size());
+    EVP_MD_CTX_free(ctx);
+    EXPECT_TRUE(WriteFile(Path(name), std::string(reinterpret_cast<char*>(text), EVP_EncodeBlock(text, raw, size))));
+    return Path(name);
+  }
+  std::string WriteCert(const char* name = "signer.crt") {
+    EXPECT_TRUE(testpki::WriteCertPem(Path(name), testpki::MakeCert(key_.get(), {}).get()));
+    return Path(name);
+  }
+  std::string Fifo(const std::string& name) { return mkfifo(Path(name).c_str(), 0600) == 0 ? Path(name) : "fifo?"; }
+  // Each {level, function, text} was logged by this unit under the signature module.
+  void ExpectLogged(const std::vector<std::tuple<int, const char*, std::string>>& lines) {
+    for (const auto& [lv, fn, tx] : lines) EXPECT_TRUE(log_.Logged(VM_LOG_MODULE_EMS, lv, "SignatureVerifier", fn, tx));
+  }
   TempDatabase dir_;
   LogCapture log_;
   testpki::Key key_ = testpki::NewRsaKey();
-
-  std::string Path(const std::string& name) const { return dir_.directory() + "/" + name; }
-
-  // The raw RSA/SHA-256 signature of `message` by the test key.
-  std::string Sign(const std::string& message) {
-    EVP_MD_CTX* ctx = EVP_MD_CTX_new();
-    size_t size = 0;
-    EVP_DigestSignInit(ctx, nullptr, EVP_sha256(), nullptr, key_.get());
-    EVP_DigestSign(ctx, nullptr, &size, reinterpret_cast<const unsigned char*>(message.data()), message.size());
-    std::string signature(size, '\0');
-    EVP_DigestSign(ctx, reinterpret_cast<unsigned char*>(&signature[0]), &size,
-                   reinterpret_cast<const unsigned char*>(message.data()), message.size());
-    EVP_MD_CTX_free(ctx);
-    signature.resize(size);
-    return signature;
-  }
-
-  std::string WriteSignature(const std::string& name, const std::string& raw) {
-    EXPECT_TRUE(WriteFile(Path(name), Base64Lines(raw)));
-    return Path(name);
-  }
-
-  std::string WriteCert() {
-    testpki::Cert cert = testpki::MakeCert(key_.get(), testpki::CertSpec());
-    EXPECT_TRUE(testpki::WriteCertPem(Path("signer.crt"), cert.get()));
-    return Path("signer.crt");
-  }
 };
 
-// --- splitting -------------------------------------------------------------
-
-TEST_F(SignatureTest, SplitMovesTheSignatureOutAndCutsTheFile) {
-  const std::string payload("payload\0with\0zeros\n", 19);
-  ASSERT_TRUE(WriteFile(Path("fw.bin"), payload + "SIGNATURE-TEXT" + Trailer(14)));
-  ASSERT_TRUE(WriteFile(Path("fw.sig"), std::string(100, 'x')));  // replaced, not kept
-  EXPECT_EQ(0, extract_signature(Path("fw.bin").c_str(), Path("fw.sig").c_str()));
-  EXPECT_EQ("SIGNATURE-TEXT", ReadFile(Path("fw.sig")));
-  EXPECT_EQ(payload, ReadFile(Path("fw.bin")));
-  EXPECT_TRUE(log_.Contains(LOG_NOTICE, "Signature size: 14"));
-  EXPECT_EQ("SignatureVerifier", log_.lines().back().unit);
-  EXPECT_EQ(25, log_.lines().back().module);
-
-  // An empty payload is fine too.
-  ASSERT_TRUE(WriteFile(Path("only.bin"), "SIG" + Trailer(3)));
-  EXPECT_EQ(0, extract_signature(Path("only.bin").c_str(), Path("only.sig").c_str()));
-  EXPECT_EQ("SIG", ReadFile(Path("only.sig")));
-  EXPECT_EQ("", ReadFile(Path("only.bin")));
-}
-
-TEST_F(SignatureTest, ZeroTrailerSplitsAnEmptySignature) {
-  ASSERT_TRUE(WriteFile(Path("a.bin"), "abcdefghij" + Trailer(0)));
-  EXPECT_EQ(0, extract_signature(Path("a.bin").c_str(), Path("a.sig").c_str()));
-  EXPECT_TRUE(Exists(Path("a.sig")));
-  EXPECT_EQ("", ReadFile(Path("a.sig")));
-  EXPECT_EQ("abcdefghij", ReadFile(Path("a.bin")));
-  EXPECT_TRUE(log_.Contains(LOG_NOTICE, "Signature size: 0"));
-}
-
-TEST_F(SignatureTest, FilesWithoutASignatureAreRefused) {
-  struct Case {
-    const char* name;
-    std::string bytes;
+TEST_F(SignatureTest, SplitFollowsTheTrailerOrLeavesTheFileAloneAndRefusesHostileFiles) {
+  const std::string same = "=";
+  // Bytes, result, signature file made ("-": none), bytes left ("=": as they were), a line logged.
+  const std::tuple<std::string, int, std::string, std::string, std::string> cases[] = {
+      {"SIG" + Trailer(3), 0, "SIG", "", "Signature size: 3"},
+      {"aX" + Trailer(1), 0, "X", "a", "Signature size: 1"},
+      {"a" + Trailer(0), 0, "", "a", "Signature size: 0"},  // zeros split too
+      {"12345", -1, "-", same, "No signature found."},
+      {Trailer(0), -1, "-", same, "No signature found."},
+      {"ab" + Trailer(3), 0, "-", same, "Failed to split " + Path("fw.bin") + " at -1"},
+      {"ab" + Trailer(~uint64_t{0}), 0, "-", same, "Signature size: 18446744073709551615"},
   };
-  const Case cases[] = {{"five.bin", "12345"}, {"empty.bin", ""}, {"zeros.bin", Trailer(0)}};
-  for (const Case& c : cases) {
-    ASSERT_TRUE(WriteFile(Path(c.name), c.bytes));
-    EXPECT_EQ(-1, extract_signature(Path(c.name).c_str(), Path("out.sig").c_str())) << c.name;
-    EXPECT_EQ(c.bytes, ReadFile(Path(c.name))) << c.name;
+  ASSERT_TRUE(WriteFile(Path("fw.sig"), std::string(100, 'x')));  // replaced by the first split
+  for (const auto& c : cases) {
+    const std::string& log = std::get<4>(c);
+    log_.Clear();
+    ASSERT_TRUE(WriteFile(Path("fw.bin"), std::get<0>(c)));
+    EXPECT_EQ(std::get<1>(c), extract_signature(Path("fw.bin").c_str(), Path("fw.sig").c_str())) << log;
+    EXPECT_EQ(std::get<3>(c) == same ? std::get<0>(c) : std::get<3>(c), ReadFile(Path("fw.bin"))) << log;
+    EXPECT_EQ(std::get<2>(c), access(Path("fw.sig").c_str(), F_OK) ? "-" : ReadFile(Path("fw.sig"))) << log;
+    ExpectLogged({{log[0] == 'F' ? LOG_ERR : LOG_NOTICE, "extract_signature", log}});
+    EXPECT_TRUE(std::get<2>(c) == "-" || !log_.Find(LOG_ERR, "")) << log;  // a split that ran logs no error
+    unlink(Path("fw.sig").c_str());
   }
-  EXPECT_TRUE(log_.Contains(LOG_NOTICE, "No signature found."));
-  EXPECT_FALSE(Exists(Path("out.sig")));
-
-  EXPECT_EQ(-1, extract_signature(Path("missing.bin").c_str(), Path("out.sig").c_str()));
-  EXPECT_TRUE(log_.Contains(LOG_ERR, "Failed to open file: " + Path("missing.bin")));
-  EXPECT_EQ(-1, extract_signature(nullptr, Path("out.sig").c_str()));
-}
-
-TEST_F(SignatureTest, ImpossibleSplitsLeaveTheFileUntouched) {
-  const std::string payload(40, 'p');
-  // Lengths beyond the file, one that wraps a 32-bit offset, and the largest.
-  for (uint64_t length : {uint64_t{41}, uint64_t{1000}, (uint64_t{1} << 32) + 5, ~uint64_t{0}}) {
-    const std::string bytes = payload + Trailer(length);
-    ASSERT_TRUE(WriteFile(Path("big.bin"), bytes));
-    EXPECT_EQ(0, extract_signature(Path("big.bin").c_str(), Path("big.sig").c_str())) << length;
-    EXPECT_EQ(bytes, ReadFile(Path("big.bin"))) << length;
-    EXPECT_FALSE(Exists(Path("big.sig"))) << length;
+  // Hostile or missing files and unwritable targets.
+  const std::string bin = Path("fw.bin"), bytes = "payloadSIG" + Trailer(3), out = Path("out.sig");
+  ASSERT_TRUE(WriteFile(bin, bytes) && symlink(bin.c_str(), Path("link.bin").c_str()) == 0);
+  for (const std::string& in : {Path("missing.bin"), Fifo("fifo.bin"), Path("link.bin")}) {
+    EXPECT_EQ(-1, extract_signature(in.c_str(), out.c_str())) << in;
   }
-  // A signature file that can't be written, and a signature file that is
-  // the signed file itself.
-  const std::string bytes = payload + "SIG" + Trailer(3);
-  ASSERT_TRUE(WriteFile(Path("fw.bin"), bytes));
-  EXPECT_EQ(0, extract_signature(Path("fw.bin").c_str(), Path("no/such/dir/fw.sig").c_str()));
-  EXPECT_EQ(bytes, ReadFile(Path("fw.bin")));
-  EXPECT_EQ(0, extract_signature(Path("fw.bin").c_str(), Path("fw.bin").c_str()));
-  EXPECT_EQ(bytes, ReadFile(Path("fw.bin")));
-  EXPECT_TRUE(log_.Contains(LOG_ERR, "Failed to split"));
+  EXPECT_TRUE(extract_signature(nullptr, out.c_str()) == -1 && extract_signature(bin.c_str(), nullptr) == -1);
+  for (const std::string& to : {Path("no/dir/fw.sig"), bin}) EXPECT_EQ(0, extract_signature(bin.c_str(), to.c_str()));
+  EXPECT_TRUE(bytes == ReadFile(bin) && access(out.c_str(), F_OK) != 0);
+  ExpectLogged({{LOG_ERR, "extract_signature", "Failed to open file: " + Path("missing.bin")},
+                {LOG_ERR, "extract_signature", Path("fifo.bin") + ": not a regular file"},
+                {LOG_ERR, "extract_signature", Path("link.bin") + ": a symbolic link"},
+                {LOG_ERR, "extract_signature", "Failed to open file: (null)"},
+                {LOG_ERR, "extract_signature", "Failed to open file: " + bin},
+                {LOG_ERR, "extract_signature", "Failed to split " + bin + " at 7"}});
 }
 
-// --- checking --------------------------------------------------------------
-
-TEST_F(SignatureTest, OneFileVerifiesWithKeyOrCertificate) {
-  // An odd size, so the last chunk is partial.
-  std::string payload;
-  for (int i = 0; i < 512 * 40 + 7; ++i) payload.push_back(static_cast<char>(i * 131 % 251));
-  ASSERT_TRUE(WriteFile(Path("data.bin"), payload));
-  const std::string raw = Sign(payload);
-  const std::string sig = WriteSignature("data.sig", raw);
-
-  SignatureVerifier verifier;
-  EXPECT_FALSE(verifier.verify(Path("data.bin"), sig));  // no key yet
-  ASSERT_TRUE(verifier.initPublicKey(testpki::PublicKeyPem(key_.get())));
-  EXPECT_TRUE(verifier.verify(Path("data.bin"), sig));
-  EXPECT_EQ(std::vector<unsigned char>(raw.begin(), raw.end()), verifier.signature());
-  EXPECT_TRUE(log_.Contains(LOG_NOTICE, "OK"));
-
-  ASSERT_TRUE(verifier.initCertificate(WriteCert()));
-  EXPECT_TRUE(verifier.verify(Path("data.bin"), sig));
-
-  std::string flipped = payload;
-  flipped[payload.size() - 3] ^= 0x01;
-  ASSERT_TRUE(WriteFile(Path("flipped.bin"), flipped));
-  EXPECT_FALSE(verifier.verify(Path("flipped.bin"), sig));
-  EXPECT_TRUE(log_.Contains(LOG_NOTICE, "FAILED"));
-
-  std::string bad = raw;
-  bad[10] ^= 0x40;
-  EXPECT_FALSE(verifier.verify(Path("data.bin"), WriteSignature("bad.sig", bad)));
-  EXPECT_FALSE(verifier.verify(Path("data.bin"), WriteSignature("short.sig", raw.substr(0, raw.size() - 1))));
-  EXPECT_FALSE(verifier.verify(Path("missing.bin"), sig));
-  EXPECT_FALSE(verifier.verify(Path("data.bin"), Path("missing.sig")));
-  EXPECT_TRUE(log_.Contains(LOG_ERR, "Failed to open file: " + Path("missing.sig")));
-}
-
-TEST_F(SignatureTest, SignatureTextDecodesWithLineBreaksAndPadding) {
-  SignatureVerifier verifier;
-  ASSERT_TRUE(WriteFile(Path("pad.sig"), "aGVs\nbG8=\n"));
-  ASSERT_TRUE(verifier.initSignature(Path("pad.sig")));
-  EXPECT_EQ(std::vector<unsigned char>({'h', 'e', 'l', 'l', 'o'}), verifier.signature());
-  EXPECT_TRUE(log_.Contains(LOG_NOTICE, "decoded signature (5)"));
-  const std::string raw = Sign("x");
-  ASSERT_TRUE(verifier.initSignature(WriteSignature("long.sig", raw)));
-  EXPECT_EQ(raw.size(), verifier.signature().size());
-  // Not base64: read, but nothing decoded, so no check can pass.
-  ASSERT_TRUE(WriteFile(Path("junk.sig"), "%s%n not base64 !!"));
-  EXPECT_TRUE(verifier.initSignature(Path("junk.sig")));
-  EXPECT_TRUE(verifier.signature().empty());
-  EXPECT_FALSE(verifier.initSignature(Path("missing.sig")));
-}
-
-TEST_F(SignatureTest, ListChecksTheConcatenatedDigestsOfReadableFiles) {
-  const std::vector<std::string> contents = {"first file", std::string(20000, 'b'), ""};
-  std::vector<std::string> files;
-  std::string digests;
-  for (size_t i = 0; i < contents.size(); ++i) {
-    files.push_back(Path("f" + std::to_string(i)));
-    ASSERT_TRUE(WriteFile(files.back(), contents[i]));
-    digests += Sha256(contents[i]);
-  }
-  SignatureVerifier verifier;
-  ASSERT_TRUE(verifier.initPublicKey(testpki::PublicKeyPem(key_.get())));
-  const std::string sig = WriteSignature("list.sig", Sign(digests));
-  EXPECT_TRUE(verifier.verify(files, sig));
-  EXPECT_EQ(std::vector<unsigned char>(digests.begin(), digests.end()), verifier.digest());
-  EXPECT_TRUE(log_.Contains(LOG_NOTICE, "digest size: 96"));
-
-  // Order matters, and so does every byte of every file.
-  EXPECT_FALSE(verifier.verify({files[1], files[0], files[2]}, sig));
-  ASSERT_TRUE(WriteFile(files[1], std::string(19999, 'b') + "c"));
-  EXPECT_FALSE(verifier.verify(files, sig));
-  ASSERT_TRUE(WriteFile(files[1], contents[1]));
-
-  // An unreadable file is skipped: the digest holds the others only.
-  const std::vector<std::string> with_missing = {files[0], Path("missing"), files[1]};
-  const std::string shorter = Sha256(contents[0]) + Sha256(contents[1]);
-  EXPECT_FALSE(verifier.verify(with_missing, sig));
-  EXPECT_TRUE(verifier.verify(with_missing, WriteSignature("short.sig", Sign(shorter))));
-  EXPECT_EQ(std::vector<unsigned char>(shorter.begin(), shorter.end()), verifier.digest());
-
-  EXPECT_FALSE(verifier.generateDigest({Path("missing"), Path("gone")}));
-  EXPECT_TRUE(verifier.digest().empty());
-  EXPECT_FALSE(verifier.verify({Path("missing")}, sig));
-  EXPECT_FALSE(verifier.generateDigest({}));
-}
-
-TEST_F(SignatureTest, ExportedCheckUsesTheListFormWithACertificate) {
-  ASSERT_TRUE(WriteFile(Path("app.bin"), "application image"));
-  const std::string cert = WriteCert();
-  const std::string list_sig = WriteSignature("list.sig", Sign(Sha256("application image")));
-  const std::string direct_sig = WriteSignature("direct.sig", Sign("application image"));
-  EXPECT_EQ(0, vm_verify_signature(cert.c_str(), Path("app.bin").c_str(), list_sig.c_str()));
-  EXPECT_EQ(-1, vm_verify_signature(cert.c_str(), Path("app.bin").c_str(), direct_sig.c_str()));
-  EXPECT_EQ(-1, vm_verify_signature(Path("missing.crt").c_str(), Path("app.bin").c_str(), list_sig.c_str()));
-  EXPECT_EQ(-1, vm_verify_signature(cert.c_str(), Path("missing.bin").c_str(), list_sig.c_str()));
-  EXPECT_EQ(-1, vm_verify_signature(nullptr, Path("app.bin").c_str(), list_sig.c_str()));
-
-  // A certificate of another key, and a DER certificate, both fail.
-  testpki::Key other = testpki::NewRsaKey();
-  testpki::Cert other_cert = testpki::MakeCert(other.get(), testpki::CertSpec());
-  ASSERT_TRUE(testpki::WriteCertPem(Path("other.crt"), other_cert.get()));
-  EXPECT_EQ(-1, vm_verify_signature(Path("other.crt").c_str(), Path("app.bin").c_str(), list_sig.c_str()));
-  testpki::Cert own = testpki::MakeCert(key_.get(), testpki::CertSpec());
-  ASSERT_TRUE(testpki::WriteCertDer(Path("der.crt"), own.get()));
-  EXPECT_EQ(-1, vm_verify_signature(Path("der.crt").c_str(), Path("app.bin").c_str(), list_sig.c_str()));
-}
-
-TEST_F(SignatureTest, KeysThatCannotServeAreRefused) {
-  SignatureVerifier verifier;
-  EXPECT_FALSE(verifier.initPublicKey("-----BEGIN PUBLIC KEY-----\nnot a key\n-----END PUBLIC KEY-----\n"));
-  EXPECT_FALSE(verifier.hasPublicKey());
-  // OpenSSL's reasons reach the log through the error callback.
-  bool openssl_error_logged = false;
-  for (const CapturedLine& line : log_.lines()) {
-    if (line.level == LOG_ERR && line.function == "log_error_cb") openssl_error_logged = true;
-  }
-  EXPECT_TRUE(openssl_error_logged);
-
-  testpki::Key ec = testpki::NewEcKey();
-  EXPECT_FALSE(verifier.initPublicKey(testpki::PublicKeyPem(ec.get())));
-
-  // A private key is not a public key, and its text is not logged.
-  ASSERT_TRUE(testpki::WritePrivateKeyPem(Path("key.pem"), key_.get()));
-  const std::string private_pem = ReadFile(Path("key.pem"));
-  EXPECT_FALSE(verifier.initPublicKey(private_pem));
-  std::istringstream body(private_pem);
-  std::string line;
-  while (std::getline(body, line)) {
-    if (line.empty() || line[0] == '-') continue;
-    for (const CapturedLine& logged : log_.lines()) ASSERT_EQ(std::string::npos, logged.text.find(line));
-  }
-
-  EXPECT_FALSE(verifier.initCertificate(Path("missing.crt")));
-  EXPECT_TRUE(log_.Contains(LOG_ERR, "Failed to open file: " + Path("missing.crt")));
-  EXPECT_FALSE(verifier.initCertificate(Path("key.pem")));
-  EXPECT_FALSE(verifier.hasPublicKey());
-
-  // A good key replaces nothing-or-something cleanly, and is dropped on request.
-  ASSERT_TRUE(verifier.initCertificate(WriteCert()));
-  ASSERT_TRUE(verifier.initPublicKey(testpki::PublicKeyPem(key_.get())));
-  verifier.freeCertAndPublicKey();
-  EXPECT_FALSE(verifier.hasPublicKey());
-}
-
-TEST_F(SignatureTest, ErrorCallbackLogsTextVerbatim) {
-  EXPECT_EQ(1, log_error_cb("bad %s%n text", 13, nullptr));
-  EXPECT_TRUE(log_.Contains(LOG_ERR, "bad %s%n text"));
-  EXPECT_EQ(1, log_error_cb("cut here", 3, nullptr));
-  EXPECT_EQ("cut", log_.lines().back().text);
-}
-
-TEST_F(SignatureTest, SignedFileSplitsThenVerifies) {
-  const std::string payload(5000, 'q');
-  const std::string signature = Base64Lines(Sign(payload));
-  ASSERT_TRUE(WriteFile(Path("pkg.bin"), payload + signature + Trailer(signature.size())));
-  ASSERT_EQ(0, extract_signature(Path("pkg.bin").c_str(), Path("pkg.sig").c_str()));
+TEST_F(SignatureTest, OneFileVerifiesOverEveryByteWithKeyOrCertificate) {
+  // The last chunk is partial, and its last byte counts.
+  const std::string payload(512 * 40 + 7, 'p'), flipped = payload.substr(1) + "q", data = Path("data.bin");
+  ASSERT_TRUE(WriteFile(data, payload) && WriteFile(Path("flipped.bin"), flipped));
+  ASSERT_EQ(0, symlink(data.c_str(), Path("link.bin").c_str()));  // links are followed
+  const std::string sig = WriteSignature("data.sig", payload);
   SignatureVerifier verifier;
   ASSERT_TRUE(verifier.init(testpki::PublicKeyPem(key_.get())));
-  EXPECT_TRUE(verifier.verify(Path("pkg.bin"), Path("pkg.sig")));
+  EXPECT_TRUE(verifier.verify(data, sig));
+  ExpectLogged({{LOG_NOTICE, "verify", "OK"}, {LOG_NOTICE, "verify", "file: " + data}});
+  ASSERT_TRUE(verifier.initCertificate(WriteCert()));
+  EXPECT_TRUE(verifier.verify(Path("link.bin"), sig));
+  EXPECT_FALSE(verifier.verify(Path("flipped.bin"), sig));
+  ExpectLogged({{LOG_NOTICE, "verify", "FAILED"}, {LOG_ERR, "log_error_cb", ""}});  // with OpenSSL's reasons
+  const std::pair<std::string, std::string> refused[] = {
+      {data, WriteSignature("other.sig", flipped)}, {data, Path("no.sig")}, {Path("none"), sig}, {Fifo("fifo"), sig}};
+  for (const auto& r : refused) EXPECT_FALSE(verifier.verify(r.first, r.second)) << r.first << " " << r.second;
 }
 
-// Signatures made by the openssl program, not by this test's own code.
-TEST_F(SignatureTest, SignaturesFromTheOpensslProgramVerify) {
-  const std::string program = testpki::OpensslProgram();
-  if (program.empty()) GTEST_SKIP() << "no openssl program on PATH to sign with";
-  ASSERT_TRUE(testpki::WritePrivateKeyPem(Path("key.pem"), key_.get()));
-  ASSERT_TRUE(WriteFile(Path("one.bin"), std::string(3000, 'o')));
-  ASSERT_TRUE(WriteFile(Path("two.bin"), "second"));
-  const auto sign = [&](const std::string& input, const std::string& name) {
-    EXPECT_TRUE(testpki::RunProgram(
-        {program, "dgst", "-sha256", "-sign", Path("key.pem"), "-out", Path(name + ".raw"), input}));
-    EXPECT_TRUE(testpki::RunProgram({program, "base64", "-in", Path(name + ".raw"), "-out", Path(name)}));
-    return Path(name);
-  };
-  const std::string direct = sign(Path("one.bin"), "one.sig");
-  ASSERT_NE(std::string::npos, ReadFile(direct).find('\n'));
+TEST_F(SignatureTest, SignatureTextDecodesAsBase64AndHostileFilesAreRefused) {
   SignatureVerifier verifier;
-  ASSERT_TRUE(verifier.initCertificate(WriteCert()));
-  EXPECT_TRUE(verifier.verify(Path("one.bin"), direct));
-
-  // The list form: sign the concatenated binary digests.
-  std::string digests;
-  for (const char* name : {"one.bin", "two.bin"}) {
-    ASSERT_TRUE(testpki::RunProgram(
-        {program, "dgst", "-sha256", "-binary", "-out", Path(std::string(name) + ".d"), Path(name)}));
-    digests += ReadFile(Path(std::string(name) + ".d"));
+  // Text that is not base64 is read, and nothing decoded.
+  const std::pair<const char*, Bytes> texts[] = {
+      {"QQ==", {'A'}}, {"aGVs\nbG8=\n", {'h', 'e', 'l', 'l', 'o'}}, {"%s%n not base64 !!", {}}};
+  for (const auto& t : texts) {
+    ASSERT_TRUE(WriteFile(Path("s.sig"), t.first) && verifier.initSignature(Path("s.sig")));
+    EXPECT_EQ(t.second, verifier.signature()) << t.first;
   }
-  ASSERT_EQ(64u, digests.size());
-  ASSERT_TRUE(WriteFile(Path("digests"), digests));
-  const std::string listed = sign(Path("digests"), "list.sig");
-  EXPECT_TRUE(verifier.verify({Path("one.bin"), Path("two.bin")}, listed));
-  EXPECT_FALSE(verifier.verify({Path("one.bin")}, listed));
-  const std::string single = sign(Path("one.bin.d"), "single.sig");
-  EXPECT_EQ(0, vm_verify_signature(Path("signer.crt").c_str(), Path("one.bin").c_str(), single.c_str()));
-  EXPECT_EQ(-1, vm_verify_signature(Path("signer.crt").c_str(), Path("one.bin").c_str(), direct.c_str()));
+  ASSERT_TRUE(WriteFile(Path("big.sig"), std::string(VM_FILE_CAP_SIGNATURE + 1, 'A')) && Fifo("fifo.sig") != "fifo?");
+  for (const char* name : {"missing.sig", "fifo.sig", "big.sig"}) EXPECT_FALSE(verifier.initSignature(Path(name)));
+  ExpectLogged({{LOG_NOTICE, "initSignature", "encoded signature (10)\naGVs\nbG8=\n"},
+                {LOG_NOTICE, "initSignature", "decoded signature (5)"},
+                {LOG_ERR, "initSignature", "Failed to open file: " + Path("missing.sig")},
+                {LOG_ERR, "initSignature", "Signature file " + Path("fifo.sig") + " is refused: not a regular file"},
+                {LOG_ERR, "initSignature", "Signature file " + Path("big.sig") + " is refused: too large"}});
+}
+
+TEST_F(SignatureTest, ListChecksTheConcatenatedDigestsOfReadableFilesInOrder) {
+  const std::vector<std::string> files = {Path("f0"), Path("f1"), Path("f2")};
+  const std::string big(20000, 'b'), digests = Sha256("first file") + Sha256(big) + Sha256("");
+  ASSERT_TRUE(WriteFile(files[0], "first file") && WriteFile(files[1], big) && WriteFile(files[2], ""));
+  SignatureVerifier verifier;
+  ASSERT_TRUE(verifier.initPublicKey(testpki::PublicKeyPem(key_.get())));
+  const std::string sig = WriteSignature("list.sig", digests);
+  EXPECT_TRUE(verifier.verify(files, sig));
+  ExpectLogged({{LOG_NOTICE, "generateDigest", "file[2]: " + files[2]},
+                {LOG_NOTICE, "generateDigest", "digest size: 96"}});
+  EXPECT_FALSE(verifier.verify({files[1], files[0], files[2]}, sig));
+  // Unreadable files are skipped: the digest holds the others only.
+  const std::string short_sig = WriteSignature("short.sig", digests.substr(0, 64));
+  EXPECT_TRUE(verifier.verify({files[0], Path("missing"), Fifo("fifo"), files[1]}, short_sig));
+  EXPECT_FALSE(verifier.generateDigest({Path("missing"), Path("gone")}) || !verifier.digest().empty());
+}
+
+// Fault left for the owner: the list check logs its verdict under "verifyBuffer", not "verify".
+TEST_F(SignatureTest, DISABLED_ListCheckLogsItsVerdictUnderVerify) {
+  ASSERT_TRUE(WriteFile(Path("f"), "x"));
+  SignatureVerifier verifier;
+  ASSERT_TRUE(verifier.initPublicKey(testpki::PublicKeyPem(key_.get())));
+  EXPECT_TRUE(verifier.verify(std::vector<std::string>{Path("f")}, WriteSignature("f.sig", Sha256("x"))));
+  ExpectLogged({{LOG_NOTICE, "verify", "OK"}});
+}
+
+TEST_F(SignatureTest, KeysThatCannotServeAreRefusedAndDropTheKeyHeldBefore) {
+  SignatureVerifier verifier;
+  ASSERT_TRUE(testpki::WritePrivateKeyPem(Path("key.pem"), key_.get()));
+  const std::string private_pem = ReadFile(Path("key.pem"));
+  for (const std::string& pem : {std::string("-----BEGIN PUBLIC KEY-----\nnot a key\n-----END PUBLIC KEY-----\n"),
+                                 testpki::PublicKeyPem(testpki::NewEcKey().get()), private_pem}) {
+    ASSERT_TRUE(verifier.initPublicKey(testpki::PublicKeyPem(key_.get())));
+    EXPECT_FALSE(verifier.initPublicKey(pem) || verifier.hasPublicKey()) << pem;
+  }
+  ExpectLogged({{LOG_ERR, "log_error_cb", ""}});  // OpenSSL's reasons reach the log
+  const std::string body = private_pem.substr(private_pem.find('\n') + 1, 40);  // never logged
+  for (const CapturedLine& line : log_.lines()) EXPECT_EQ(std::string::npos, line.text.find(body));
+  for (const std::string& path : {Path("missing.crt"), Fifo("fifo.crt"), Path("key.pem")}) {
+    ASSERT_TRUE(verifier.initCertificate(WriteCert()));
+    EXPECT_FALSE(verifier.initCertificate(path) || verifier.hasPublicKey()) << path;
+  }
+  ASSERT_EQ(0, symlink(WriteCert().c_str(), Path("link.crt").c_str()));
+  EXPECT_TRUE(verifier.initCertificate(Path("link.crt")));
+  EXPECT_EQ(1, log_error_cb("bad %s%n text, cut here", 13, nullptr));  // never a format
+  ExpectLogged({{LOG_NOTICE, "initPublicKey", "\n-----BEGIN PUBLIC KEY-----\n"},
+                {LOG_ERR, "initCertificate", "Failed to open file: " + Path("missing.crt")},
+                {LOG_ERR, "initCertificate", Path("fifo.crt") + ": not a regular file"}});
+  EXPECT_EQ("bad %s%n text", log_.lines().back().text);
+}
+
+// The exported check signs the list form; its signatures here come from the
+// openssl program, not from this test's code.
+TEST_F(SignatureTest, ExportedCheckTakesTheOpensslProgramsListSignatureWithAPemCertificate) {
+  const std::string program = testpki::OpensslProgram(), app = Path("app.bin");
+  if (program.empty()) GTEST_SKIP() << "no openssl program on PATH to sign with";
+  ASSERT_TRUE(testpki::WritePrivateKeyPem(Path("key.pem"), key_.get()) && WriteFile(app, std::string(3000, 'o')));
+  ASSERT_TRUE(testpki::RunProgram({program, "dgst", "-sha256", "-binary", "-out", Path("digest"), app}) &&
+              testpki::RunProgram({program, "dgst", "-sha256", "-sign", Path("key.pem"), "-out", Path("raw"),
+                                   Path("digest")}) &&
+              testpki::RunProgram({program, "base64", "-in", Path("raw"), "-out", Path("list.sig")}));
+  const std::string list = Path("list.sig"), cert = WriteCert();
+  EXPECT_EQ(0, vm_verify_signature(cert.c_str(), app.c_str(), list.c_str()));
+  EXPECT_EQ(-1, vm_verify_signature(Path("missing.crt").c_str(), app.c_str(), list.c_str()));
+  EXPECT_EQ(-1, vm_verify_signature(nullptr, app.c_str(), list.c_str()));
+  ExpectLogged({{LOG_ERR, "vm_verify_signature", "Missing certificate, file or signature path"}});
 }
 
 }  // namespace
