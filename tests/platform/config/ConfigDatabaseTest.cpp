@@ -154,6 +154,38 @@ TEST(ConfigDatabaseFaults, CorruptOrUnopenableFilesFailCleanlyWithOneLine) {
   EXPECT_EQ(VM_CFG_OK, vmCfgGetParam("device/name", value, sizeof value));
 }
 
+// A process that starts while another holds the write lock opens and reads;
+// only its write waits, and fails at the busy timeout.
+TEST(ConfigDatabaseFaults, ReadersNeverWaitForAWriter) {
+  TempDatabase db;
+  setenv("VM_CFG_BUSY_TIMEOUT_MS", "50", 1);
+  ASSERT_TRUE(MakeSampleDatabase(db.path(), 1));
+  sqlite3* other = nullptr;
+  ASSERT_EQ(SQLITE_OK, sqlite3_open(db.path().c_str(), &other));
+  ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "BEGIN IMMEDIATE; INSERT INTO params VALUES('x', 'y');", 0, 0, 0));
+  EXPECT_EQ(SampleValue(0), Read("p/0000"));  // this process's first call opens the file
+  EXPECT_EQ(VM_CFG_ERROR, vmCfgSetParam("p/0000", "during"));
+  sqlite3_close(other);  // rolls the other writer back
+  EXPECT_EQ(VM_CFG_OK, vmCfgSetParam("p/0000", "after"));
+}
+
+// One page overwritten: every read that meets it fails (the first is logged),
+// then a write of it fails with one more line; nothing crashes.
+TEST(ConfigDatabaseFaults, ADamagedPageFailsReadsAndWritesWithOneLineEach) {
+  TempDatabase db;
+  ASSERT_TRUE(MakeSampleDatabase(db.path(), 400) && DamageMiddlePage(db.path()));
+  LogCapture log;
+  std::string damaged;
+  for (int i = 0; i < 400; ++i) {
+    const std::string path = "p/" + std::string(i < 10 ? "000" : i < 100 ? "00" : "0") + std::to_string(i);
+    if (Read(path.c_str()) == "<-1>" && damaged.empty()) damaged = path;
+  }
+  ASSERT_FALSE(damaged.empty()) << "the damage reached no row";
+  EXPECT_EQ(1, ErrorLines(log));
+  EXPECT_EQ(VM_CFG_ERROR, vmCfgSetParam(damaged.c_str(), "new"));
+  EXPECT_EQ(2, ErrorLines(log));
+}
+
 // A file this process may only read, in a folder it may or may not write:
 // reads work, a write or a batch (an alarm raise) fails with one line.
 int ReadOnlyChecks() {
