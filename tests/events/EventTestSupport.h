@@ -1,0 +1,119 @@
+// What the event tests of both families share: a round trip through a real
+// queue and a factory, a record as JSON text, and the checks that every
+// class of a family answers its numbers, rebuilds with its record and is
+// delivered as the handlers define.
+#ifndef DEVMGMT_TESTS_EVENTS_EVENTTESTSUPPORT_H_
+#define DEVMGMT_TESTS_EVENTS_EVENTTESTSUPPORT_H_
+
+#include <gtest/gtest.h>
+
+#include <boost/make_shared.hpp>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/uIPCSender.h"
+#include "platform/uJson.h"
+#include "support/LogCapture.h"
+#include "support/TestQueue.h"
+
+inline std::string Json(const ISerializable* record) {
+  std::string text;
+  if (record == nullptr || uJson::Serializer::Serialize(*record, text) != 0) return "(none)";
+  return text;
+}
+
+inline int Count(const LogCapture& log, const std::string& text) {
+  int count = 0;
+  for (const CapturedLine& line : log.lines()) count += line.text == text;
+  return count;
+}
+
+template <class Event>
+struct EventRow {
+  std::function<boost::shared_ptr<Event>()> make;
+  const char* name;
+  int type;
+  int direction;
+  bool built;            // rebuilt from a message by the factory
+  std::string defaults;  // the record's JSON as built, "(none)" without one
+  std::string values;    // the record filled with other values
+};
+#define EVENT_ROW(Base, Class, ...) {[] { return boost::shared_ptr<Base>(boost::make_shared<Class>()); }, #Class, __VA_ARGS__}
+
+// Each row's event answers its numbers and name, goes through a real queue
+// and `Factory` with its record whole (or is not built), and a handler that
+// overrides nothing notes it once as unhandled.
+template <class Factory, class Handler, class Event>
+void ExpectFamily(int family, const std::vector<EventRow<Event>>& rows) {
+  auto plain = boost::make_shared<Handler>();
+  for (const EventRow<Event>& row : rows) {
+    SCOPED_TRACE(row.name);
+    boost::shared_ptr<Event> event = row.make();
+    EXPECT_EQ(family, event->getEventFamilyType());
+    EXPECT_EQ(row.type, event->getEventType());
+    EXPECT_EQ(row.direction, event->EventDirection());
+    EXPECT_STREQ(row.name, event->GetStr());
+    EXPECT_FALSE(event->BaseDispatch()) << "no receiver was set";
+    EXPECT_EQ(row.defaults, Json(event->getEventData()));
+    if (event->getEventData() != nullptr) {
+      ASSERT_NE(0, uJson::DeSerializer::DeSerialize(*event->getEventData(), row.values));
+    }
+    TestQueue queue(VM_MQ_ID_EMSC);
+    struct : uIPCSender {} sender;  // the constructor is for derived senders
+    ASSERT_EQ(0, sender.SendEvent(*event, VM_MQ_ID_EMSC));
+    message_extra_t message;
+    const int length = queue.Receive(message);
+    const boost::shared_ptr<Event> back =
+        Factory::GetInstance()->CreateEventFromMessage(message, static_cast<unsigned int>(length));
+    ASSERT_EQ(row.built, !!back);
+    if (back) {
+      EXPECT_STREQ(row.name, back->GetStr());
+      EXPECT_EQ(row.values, Json(back->getEventData()));
+    }
+    event->SetReceiver(plain);
+    LogCapture log;
+    EXPECT_TRUE(event->BaseDispatch());
+    EXPECT_EQ(1, Count(log, std::string("uHTTPHandler handles ") + row.name + ": Unhandled event"));
+    EXPECT_EQ(2u, log.lines().size());
+  }
+}
+
+// A handler that records the events of one class it handles.
+template <class Base, class Handled>
+struct Recorder : Base {
+  using Base::HandleEvent;
+  void HandleEvent(Handled& event) override { seen.push_back(event.GetStr()); }
+  std::vector<std::string> seen;
+};
+
+// A state object hands what it does not handle to the event's receiver
+// while it lives, drops it silently after, and notes an event addressed to
+// itself instead of handing it to itself for ever.
+template <class Handler, class StateHandler, class ForOwner, class ForState, class Other>
+void ExpectStateHandler() {
+  auto owner = boost::make_shared<Recorder<Handler, ForOwner>>();
+  auto state = boost::make_shared<Recorder<StateHandler, ForState>>();
+  ForOwner for_owner;
+  ForState for_state;
+  Other other;
+  for_owner.SetReceiver(owner);
+  for_state.SetReceiver(owner);
+  other.SetReceiver(state);
+  EXPECT_EQ(owner, for_owner.GetReceiver());
+  LogCapture log;
+  for_owner.Dispatch(*state);
+  for_state.Dispatch(*state);
+  EXPECT_EQ(std::vector<std::string>{for_owner.GetStr()}, owner->seen);
+  EXPECT_EQ(std::vector<std::string>{for_state.GetStr()}, state->seen);
+  EXPECT_TRUE(log.lines().empty());
+  EXPECT_TRUE(other.BaseDispatch());
+  EXPECT_EQ(1, Count(log, std::string("uHTTPHandler handles ") + other.GetStr() + ": Unhandled event"));
+  owner.reset();
+  log.Clear();
+  for_owner.Dispatch(*state);
+  EXPECT_TRUE(log.lines().empty());
+  EXPECT_FALSE(for_owner.BaseDispatch());
+}
+
+#endif  // DEVMGMT_TESTS_EVENTS_EVENTTESTSUPPORT_H_
