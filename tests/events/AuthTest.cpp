@@ -21,16 +21,15 @@ const std::string kEmpty = "\"\"";
 
 TEST(AuthEvents, AnswerTheirNumbersRebuildWithTheirRecordsAndAreNotedUnhandled) {
   ExpectFamily<uAuthEventFactory, uAuthHandler, uAuthEvent>(
-      264, {AUTH_ROW(AuthGetUrlAndCodeEv, 0, 0, true, Record({"0", "0"}), Record({"11", "-12"})),
-            AUTH_ROW(AuthCancelUrlAndCodeEv, 1, 0, true, Record({}), Record({})),
-            AUTH_ROW(AuthGetUrlAndCodeResponseEv, 2, 1, true, Record({"0", kEmpty, kEmpty, kEmpty}),
+      264, {AUTH_ROW(AuthGetUrlAndCodeEv, 0, 0, true, std::string(16, '0'), Record({"11", "-12"})),
+            AUTH_ROW(AuthCancelUrlAndCodeEv, 1, 0, true, "", Record({})),
+            // Texts start set and empty: length 0, not unset.
+            AUTH_ROW(AuthGetUrlAndCodeResponseEv, 2, 1, true, std::string(32, '0'),
                      Record({"900", "\"https://login.example\"", "\"ABCD-EFGH\"", kEmpty})),
-            AUTH_ROW(AuthCredentialsResponseEv, 3, 1, true,
-                     Record({"0", "0", kEmpty, kEmpty, kEmpty, kEmpty, kEmpty, kEmpty, kEmpty}),
+            AUTH_ROW(AuthCredentialsResponseEv, 3, 1, true, std::string(72, '0'),
                      Record({"1", "3600", "\"a\"", kEmpty, "\"c\"", '"' + std::string(300, 'd') + '"', "\"e\"", "\"f\"",
                              "\"g\""})),
-            AUTH_ROW(AuthRejectResponseEv, 4, 1, true, Record({"0", kEmpty, "0"}),
-                     Record({"4", "\"expired_token\"", "400"}))});
+            AUTH_ROW(AuthRejectResponseEv, 4, 1, true, std::string(24, '0'), Record({"4", "\"expired_token\"", "400"}))});
 }
 
 TEST(AuthFactory, BuildsNothingForOtherNumbersOrWrongLengths) {

@@ -23,6 +23,12 @@ inline std::string Json(const ISerializable* record) {
   return text;
 }
 
+inline std::string Hex(const uint8_t* bytes, int length) {
+  std::string hex;
+  for (int i = 0; i < length; ++i) hex += "0123456789abcdef"[bytes[i] >> 4] + std::string(1, "0123456789abcdef"[bytes[i] & 15]);
+  return hex;
+}
+
 inline int Count(const LogCapture& log, const std::string& text) {
   int count = 0;
   for (const CapturedLine& line : log.lines()) count += line.text == text;
@@ -36,14 +42,14 @@ struct EventRow {
   int type;
   int direction;
   bool built;            // rebuilt from a message by the factory
-  std::string defaults;  // the record's JSON as built, "(none)" without one
-  std::string values;    // the record filled with other values
+  std::string fresh;   // the payload of an event as built, in hex
+  std::string values;  // JSON of its record filled with other values, "(none)" without one
 };
 #define EVENT_ROW(Base, Class, ...) {[] { return boost::shared_ptr<Base>(boost::make_shared<Class>()); }, #Class, __VA_ARGS__}
 
-// Each row's event answers its numbers and name, goes through a real queue
-// and `Factory` with its record whole (or is not built), and a handler that
-// overrides nothing notes it once as unhandled.
+// Each row's event answers its numbers and name, is sent as built byte for
+// byte, goes through a real queue and `Factory` with its record whole (or is
+// not built), and a handler that overrides nothing notes it once as unhandled.
 template <class Factory, class Handler, class Event>
 void ExpectFamily(int family, const std::vector<EventRow<Event>>& rows) {
   auto plain = boost::make_shared<Handler>();
@@ -55,15 +61,18 @@ void ExpectFamily(int family, const std::vector<EventRow<Event>>& rows) {
     EXPECT_EQ(row.direction, event->EventDirection());
     EXPECT_STREQ(row.name, event->GetStr());
     EXPECT_FALSE(event->BaseDispatch()) << "no receiver was set";
-    EXPECT_EQ(row.defaults, Json(event->getEventData()));
+    TestQueue queue(VM_MQ_ID_EMSC);
+    struct : uIPCSender {} sender;  // the constructor is for derived senders
+    message_extra_t message;
+    auto send = [&] { return sender.SendEvent(*event, VM_MQ_ID_EMSC) == 0 ? queue.Receive(message) : -1; };
+    int length = send();
+    EXPECT_EQ(row.fresh, Hex(message.data, length - 8));
+    EXPECT_EQ(family, message.family);
+    EXPECT_EQ(row.type, message.eventType);
     if (event->getEventData() != nullptr) {
       ASSERT_NE(0, uJson::DeSerializer::DeSerialize(*event->getEventData(), row.values));
     }
-    TestQueue queue(VM_MQ_ID_EMSC);
-    struct : uIPCSender {} sender;  // the constructor is for derived senders
-    ASSERT_EQ(0, sender.SendEvent(*event, VM_MQ_ID_EMSC));
-    message_extra_t message;
-    const int length = queue.Receive(message);
+    length = send();
     const boost::shared_ptr<Event> back =
         Factory::GetInstance()->CreateEventFromMessage(message, static_cast<unsigned int>(length));
     ASSERT_EQ(row.built, !!back);

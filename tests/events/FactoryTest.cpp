@@ -11,20 +11,16 @@ const char* const kNone = "(none)";
 
 TEST(DeviceManagementEvents, AnswerTheirNumbersRebuildWithTheirRecordsAndAreNotedUnhandled) {
   ExpectFamily<uDeviceManagementEventFactory, uDeviceManagementEventHandler, uDeviceManagementEvent>(
-      413, {DM_ROW(GetLocalCertEv, 0, 2, true, kNone, kNone),
-            DM_ROW(SendIppStatusEv, 1, 0, true, R"({"BasicSerializableInteger":0})",
-                   R"({"BasicSerializableInteger":-9})"),
-            DM_ROW(SendAlertEv, 2, 0, false, kNone, kNone), DM_ROW(SendSyncConfigEv, 3, 0, true, kNone, kNone),
-            DM_ROW(ProvisioningEv, 30, 0, true,
-                   R"({"provType":1,"provMethod":-1,"userConfirmationRequired":false,"cfgUrl":"","fwUrl":"","forceUpdate":false})",
+      413, {DM_ROW(GetLocalCertEv, 0, 2, true, "", kNone),
+            DM_ROW(SendIppStatusEv, 1, 0, true, "00000000", R"({"BasicSerializableInteger":-9})"),
+            DM_ROW(SendAlertEv, 2, 0, false, "", kNone), DM_ROW(SendSyncConfigEv, 3, 0, true, "", kNone),
+            DM_ROW(ProvisioningEv, 30, 0, true, "01000000ffffffff66ffffffffffffffff66",  // two texts unset
                    R"({"provType":3,"provMethod":2,"userConfirmationRequired":true,"cfgUrl":"","fwUrl":"https://e/fw","forceUpdate":true})"),
-            DM_ROW(ProvSecurityEv, 31, 0, false, kNone, kNone), DM_ROW(ProvDeviceCertEv, 32, 0, false, kNone, kNone),
-            DM_ROW(PrivateLabelingEv, 33, 0, false, kNone, kNone),
-            DM_ROW(UserConfirmationEv, 34, 0, false, kNone, kNone),
-            DM_ROW(AndriodFWUpdateEv, 35, 0, false, kNone, kNone),
-            DM_ROW(LocalConfigurationEv, 36, 0, true, R"({"configPath":""})", R"({"configPath":"/data/cfg.json"})"),
-            DM_ROW(EmsFsFileChangeEv, 37, 0, true,
-                   R"({"monitoredPath":"","tmpLocation":"","remoteDirectoryUrl":"","index":0,"deleteFileAfterUpload":false})",
+            DM_ROW(ProvSecurityEv, 31, 0, false, "", kNone), DM_ROW(ProvDeviceCertEv, 32, 0, false, "", kNone),
+            DM_ROW(PrivateLabelingEv, 33, 0, false, "", kNone), DM_ROW(UserConfirmationEv, 34, 0, false, "", kNone),
+            DM_ROW(AndriodFWUpdateEv, 35, 0, false, "", kNone),
+            DM_ROW(LocalConfigurationEv, 36, 0, true, "ffffffff", R"({"configPath":"/data/cfg.json"})"),
+            DM_ROW(EmsFsFileChangeEv, 37, 0, true, "ffffffffffffffffffffffff0000000066",
                    R"({"monitoredPath":"/var/log","tmpLocation":"/tmp","remoteDirectoryUrl":"","index":9,"deleteFileAfterUpload":true})")});
   const EmsFsFileChangeData record(4, true);
   EXPECT_EQ(R"({"monitoredPath":"","tmpLocation":"","remoteDirectoryUrl":"","index":4,"deleteFileAfterUpload":true})",
