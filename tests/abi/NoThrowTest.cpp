@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <functional>
 #include <new>
-#include <string>
 
 #include "alerts/AlertManager.h"
 #include "events/auth/uAuthEventFactory.h"
@@ -29,17 +28,13 @@ long g_allocations = -1;  // counts down to the allocation that fails; -1 off
 bool g_failed = false;
 
 void* Allocate(std::size_t size) {
-  if (g_allocations >= 0 && g_allocations-- == 0) {
-    g_failed = true;
-    return nullptr;
-  }
+  if (g_allocations >= 0 && g_allocations-- == 0) return g_failed = true, nullptr;
   return std::malloc(size == 0 ? 1 : size);
 }
 
 void* AllocateOrThrow(std::size_t size) {
-  void* memory = Allocate(size);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
+  if (void* memory = Allocate(size)) return memory;
+  throw std::bad_alloc();
 }
 
 }  // namespace
@@ -62,47 +57,25 @@ struct EntryPoint {
 
 void PrintTo(const EntryPoint& entry, std::ostream* out) { *out << entry.name; }
 
-message_t Message(int type) {
-  message_t message{};
-  message.family = 413;
-  message.eventType = type;
-  return message;
-}
+// A status (four zero bytes of payload), a provisioning, a sign-in reply cut short.
+message_extra_t g_message{413, 1, {}}, g_provisioning{413, 30, {}}, g_reply{264, 2, {}};
 
 const EntryPoint kEntryPoints[] = {
-    {"DeviceManagementFactory",
-     [] {
-       message_t message = Message(30);
-       if (auto* factory = uDeviceManagementEventFactory::GetInstance()) factory->CreateEventFromMessage(message);
-     }},
-    {"AuthFactory",
-     [] {
-       message_t message = Message(2);
-       if (auto* factory = uAuthEventFactory::GetInstance()) {
-         factory->CreateEventFromMessage(message, VM_MSG_HEADER_SIZE);
-       }
-     }},
-    {"Agent",
-     [] {
-       message_extra_t message{};
-       message.family = 413;
-       message.eventType = 1;
-       if (auto* agent = uDeviceManagementAgent::Instance()) agent->handleMessage(message, VM_MSG_HEADER_SIZE + 4);
-     }},
+    {"DeviceManagementFactory", [] { uDeviceManagementEventFactory::GetInstance()->CreateEventFromMessage(g_provisioning); }},
+    {"AuthFactory", [] { uAuthEventFactory::GetInstance()->CreateEventFromMessage(g_reply, VM_MSG_HEADER_SIZE); }},
+    {"Agent", [] { uDeviceManagementAgent::Instance()->handleMessage(g_message, VM_MSG_HEADER_SIZE + 4); }},
     {"SendIppStatusMessageToEmsc", [] { SendIppStatusMessageToEmsc(3); }},
-    {"AlertManager_SetAlert",
-     [] { AlertManager_SetAlert("NoMemory", "test", 2, "d [AI1]", "x", "", "cat", 1, 1, 2); }},
+    {"AlertManager_SetAlert", [] { AlertManager_SetAlert("NoMemory", "test", 2, "d [AI1]", "x", "", "cat", 1, 1, 2); }},
     {"AlertManager_SetEvent", [] { AlertManager_SetBasicEvent("NoMemory", "test", 1); }},
     {"SetStatusSystemState", [] { SetStatusSystemState("status/system/state/network", "s", "success", "i"); }},
     {"GetStatusSystemStateStatus", [] { GetStatusSystemStateStatus("status/system/state/network"); }},
     {"RewritePeripheralDeviceDisplayName", [] { RewritePeripheralDeviceDisplayName(1, 2, "Headset"); }},
     {"GetPeripheralDeviceFwFilePathByDeviceIndex", [] { GetPeripheralDeviceFwFilePathByDeviceIndex(0); }},
+    // Records made by the first, unfailing call: a constructor has no failure value to return.
     {"RewritePeripheralInfo",
      [] {
-       // Records are made by the first, unfailing call: a constructor has
-       // no failure value to return.
        static PeripheralInfo in, out;
-       if (auto* rewriter = PeripheralDeviceRewriter::Instance()) rewriter->RewritePeripheralInfo(in, out);
+       PeripheralDeviceRewriter::Instance()->RewritePeripheralInfo(in, out);
      }},
     {"BundleList", [] { BundleListParser::GetDeviceReWrittenBundleList(); }},
     {"check_cert_expired", [] { check_cert_expired("/nonexistent/device.crt"); }},
@@ -116,9 +89,7 @@ class NoThrow : public ::testing::TestWithParam<EntryPoint> {
 };
 
 TEST_P(NoThrow, EveryFailedAllocationIsHandledInside) {
-  // Once first, so the platform has opened its database: the faults below
-  // are the library's to handle.
-  GetParam().call();
+  GetParam().call();  // once first, so the platform has opened its database and singletons exist
   for (long n = 0; n < 5000; ++n) {
     g_failed = false;
     g_allocations = n;
@@ -140,25 +111,19 @@ INSTANTIATE_TEST_SUITE_P(EntryPoints, NoThrow, ::testing::ValuesIn(kEntryPoints)
 
 // A failed allocation reads as a type the factory does not build.
 TEST(NoThrowFactory, FailedAllocationLogsTheFactoryLine) {
-  LogCapture log;
-  message_t message = Message(1);
-  const struct {
-    std::function<bool()> build;  // true when nothing was built
-    const char* unit;
-  } factories[] = {
-      {[&] { return !uDeviceManagementEventFactory::GetInstance()->CreateEventFromMessage(message); },
-       "uDeviceManagementEventFactory"},
-      {[&] { return !uAuthEventFactory::GetInstance()->CreateEventFromMessage(message); }, "auth/uAuthEventFactory"},
-  };
-  for (const auto& factory : factories) {
-    ASSERT_FALSE(factory.build());  // made once, so only the event is allocated below
+  for (const char* unit : {"uDeviceManagementEventFactory", "auth/uAuthEventFactory"}) {
+    const bool auth = unit[0] == 'a';
+    auto build = [&] {
+      return auth ? !!uAuthEventFactory::GetInstance()->CreateEventFromMessage(g_message)
+                  : !!uDeviceManagementEventFactory::GetInstance()->CreateEventFromMessage(g_message);
+    };
+    ASSERT_TRUE(build());  // made once, so only the event is allocated below
+    LogCapture log;
     g_allocations = 0;
-    const bool empty = factory.build();
+    const bool built = build();
     g_allocations = -1;
-    EXPECT_TRUE(empty);
-    EXPECT_TRUE(log.Logged(VM_LOG_MODULE_EMS, LOG_ERR, factory.unit, "CreateEventFromMessage",
-                           "Error - Could not allocate event"));
-    log.Clear();
+    EXPECT_FALSE(built);
+    EXPECT_TRUE(log.Logged(VM_LOG_MODULE_EMS, LOG_ERR, unit, "CreateEventFromMessage", "Error - Could not allocate event"));
   }
 }
 
