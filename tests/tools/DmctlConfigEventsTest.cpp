@@ -1,10 +1,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <map>
-#include <string>
-#include <vector>
 
-#include "platform/vmCfg.h"
 #include "platform/vmDevice.h"
 #include "support/TestPki.h"
 #include "tools/DmctlFixture.h"
@@ -12,70 +9,51 @@
 namespace {
 
 TEST_F(Dmctl, ConfigGetSetDeleteAndListAsTablesAndJson) {
-  ASSERT_EQ(0, Run({"config", "set", "/custom/a", "first value", "--force"}).status);
+  Expect(0, {"config", "set", "/custom/a", "first value", "--force"});
   ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("custom/b", "old"));
-  ASSERT_EQ(0, Run({"config", "set", "custom/b", "x\xff"}).status);  // stored already: no --force needed
-  ASSERT_EQ(0, Run({"config", "set", "network/vlan/id", "12"}).status);
-  ProgramResult result = Run({"--json", "config", "get", "network/vlan/id"});
-  ASSERT_EQ(0, result.status) << result.err;
-  EXPECT_EQ("{path:str,value:int}", Shape(result.out));
-  EXPECT_EQ(12, Json(result.out)["value"].GetInt());
-
-  result = Run({"config", "list", "custom/"});
-  EXPECT_EQ("PATH      VALUE\ncustom/a  first value\ncustom/b  x\xff\n", result.out);
-  result = Run({"--json", "config", "list", "custom/"});
-  EXPECT_EQ("[{path:str,value:str}]", Shape(result.out));  // the bad byte went out replaced
-  EXPECT_STREQ("x\xEF\xBF\xBD", Json(result.out)[1]["value"].GetString());
-
-  ASSERT_EQ(0, Run({"config", "delete", "network/vlan/id"}).status);
-  EXPECT_EQ(0, Json(Run({"--json", "config", "get", "network/vlan/id"}).out)["value"].GetInt());  // the default
-  result = Run({"config", "delete", "network/vlan/id"});
-  EXPECT_EQ(1, result.status);
-  EXPECT_EQ("dmctl: nothing stored at network/vlan/id\n", result.err);
+  Expect(0, {"config", "set", "custom/b", "x\xff"});  // stored already: no --force needed
+  Expect(0, {"config", "set", "network/vlan/id", "12"});
+  EXPECT_EQ(12, Json(Expect(0, {"--json", "config", "get", "network/vlan/id"}, "{path:str,value:int}").out)["value"]);
+  EXPECT_EQ("PATH      VALUE\ncustom/a  first value\ncustom/b  x\xff\n", Run({"config", "list", "custom/"}).out);
+  const ProgramResult list = Expect(0, {"--json", "config", "list", "custom/"}, "[{path:str,value:str}]");
+  EXPECT_STREQ("x\xEF\xBF\xBD", Json(list.out)[1]["value"].GetString());  // the bad byte went out replaced
+  Expect(0, {"config", "delete", "network/vlan/id"});
+  EXPECT_EQ(0, Json(Run({"--json", "config", "get", "network/vlan/id"}).out)["value"]);  // the default
+  EXPECT_EQ("dmctl: nothing stored at network/vlan/id\n", Expect(1, {"config", "delete", "network/vlan/id"}).err);
 }
 
 TEST_F(Dmctl, SchemaListsDeclaredParametersWithTheDatabaseNames) {
-  ProgramResult result = Run({"--json", "config", "schema", "/status/alarm/7"});
-  ASSERT_EQ(0, result.status) << result.err;
-  EXPECT_EQ("[{path:str,type:str,slots:int,default:str,values:null}]", Shape(result.out));
-  rapidjson::Document schema = Json(result.out);
+  const rapidjson::Document schema = Json(Expect(0, {"--json", "config", "schema", "/status/alarm/7"},
+                                                 "[{path:str,type:str,slots:int,default:str,values:null}]").out);
   ASSERT_EQ(12u, schema.Size());
-  const rapidjson::Value& ui = schema[11];
-  EXPECT_STREQ("status/alarm/%d/ui_notification", ui["path"].GetString());
-  EXPECT_EQ(20, ui["slots"].GetInt());
-  ASSERT_EQ(5u, ui["values"].Size());
+  EXPECT_STREQ("status/alarm/%d/ui_notification", schema[11]["path"].GetString());
+  EXPECT_EQ(20, schema[11]["slots"].GetInt());
+  ASSERT_EQ(5u, schema[11]["values"].Size());
   // dmctl alarms names a setting as the database stores it.
-  ASSERT_EQ(0, Run({"alarm", "raise", "LinkDown", "network", "--ui", "4"}).status);
+  Expect(0, {"alarm", "raise", "LinkDown", "network", "--ui", "4"});
   char stored[64];
   ASSERT_EQ(VM_CFG_OK, vmCfgGetParam("status/alarm/0/ui_notification", stored, sizeof stored));
-  EXPECT_STREQ(stored, ui["values"][4].GetString());
+  EXPECT_STREQ(stored, schema[11]["values"][4].GetString());
   EXPECT_STREQ(stored, Json(Run({"--json", "alarms"}).out)[0]["ui"].GetString());
-  EXPECT_EQ(1, Run({"config", "schema", "no/such/"}).status);
 }
 
 TEST_F(Dmctl, ExportImportRoundTripAllOrNothing) {
   ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("network/vlan/id", "7"));
-  ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("sip/proxy", "old.example"));
-  ProgramResult result = Run({"config", "export", "network/vlan/"});
-  EXPECT_EQ("{network/vlan/id:int}", Shape(result.out));
-  const std::string file = db_.directory() + "/backup.json";
-  const std::string bad = db_.directory() + "/bad.json";
+  Expect(0, {"config", "export", "network/vlan/"}, "{network/vlan/id:int}");
+  const std::string file = db_.directory() + "/backup.json", bad = db_.directory() + "/bad.json";
   ASSERT_TRUE(testpki::WriteFile(file, R"({"network/vlan/id": 9, "sip/proxy": "new.example",
-                                 "status/alarm/3/ui_notification": "remote"})"));
-  result = Run({"--json", "config", "import", "--dry-run", file});
-  ASSERT_EQ(0, result.status) << result.err;
-  EXPECT_EQ("{file:str,parameters:int,changed:int,written:bool}", Shape(result.out));
-  EXPECT_EQ(3, Json(result.out)["changed"].GetInt());
+                                 "status/alarm/3/ui_notification": "remote", "custom/new": "x"})"));
+  Expect(2, {"config", "import", file});  // an undeclared path needs --force
+  const ProgramResult dry = Expect(0, {"--json", "config", "import", "--dry-run", "--force", file},
+                                   "{file:str,parameters:int,changed:int,written:bool}");
+  EXPECT_EQ(4, Json(dry.out)["changed"].GetInt());
   EXPECT_EQ(7, g476());
-
   // One bad member refuses the whole file, and says which and why.
   ASSERT_TRUE(testpki::WriteFile(bad, R"({"network/vlan/id": 9, "sip/proxy": 5, "status/alarm/25/name": "x"})"));
-  result = Run({"config", "import", bad});
-  EXPECT_EQ(2, result.status);
-  EXPECT_NE(std::string::npos, result.err.find("2 refused: sip/proxy: not a string; status/alarm/25/name: slot 25"));
+  EXPECT_NE(std::string::npos, Expect(2, {"config", "import", bad})
+                                   .err.find("2 refused: sip/proxy: not a string; status/alarm/25/name: slot 25"));
   EXPECT_EQ(7, g476());
-
-  ASSERT_EQ(0, Run({"config", "import", file}).status);
+  Expect(0, {"config", "import", "--force", file});
   EXPECT_EQ(9, g476());
   EXPECT_STREQ("new.example", g1601());
   EXPECT_EQ(VM_UI_NOTIFICATION_REMOTE, g682(3));
@@ -89,7 +67,7 @@ TEST_F(Dmctl, ConfigWatchPrintsChangesOfOtherProcesses) {
   ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("sip/proxy", "a.example"));
   ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("device/name", "not watched"));
   ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("network/vlan/id", "3"));
-  ASSERT_EQ(0, Run({"config", "delete", "network/interface"}).status);
+  Expect(0, {"config", "delete", "network/interface"});
   const ProgramResult result = watch.Wait();
   ASSERT_EQ(0, result.status) << result.err;
   // Changes close together may come in one batch, in path order.
@@ -105,22 +83,17 @@ TEST_F(Dmctl, ConfigWatchPrintsChangesOfOtherProcesses) {
       << result.out;
 }
 
+// Usable secrets are stored encrypted and bound to their path, never
+// printed; unusable ones are refused and leave the stored value alone.
 TEST_F(Dmctl, SecretsAreStoredEncryptedAndNeverPrinted) {
-  // Usable secrets are stored bound to their path; unusable ones are refused
-  // and leave the stored value alone.
   const std::string longest(63, 'x');
   const struct {
     std::string input;
     int status;
     std::string plain;  // expected after the call ("" = refused)
     const char* message;
-  } cases[] = {
-      {"n3w-pa55\n", 0, "n3w-pa55", ""},
-      {longest, 0, longest, ""},
-      {longest + "y\n", 1, "", "longer than 63"},
-      {std::string("ab\0cd\n", 6), 1, "", "NUL"},
-      {"", 1, "", "no secret"},
-  };
+  } cases[] = {{"n3w-pa55\n", 0, "n3w-pa55", ""}, {longest, 0, longest, ""}, {longest + "y\n", 1, "", "longer than 63"},
+               {std::string("ab\0cd\n", 6), 1, "", "NUL"}, {"", 1, "", "no secret"}};
   std::string last;
   for (const auto& c : cases) {
     const ProgramResult result = Run({"config", "set-secret", "ems/server/password"}, c.input);
@@ -128,10 +101,9 @@ TEST_F(Dmctl, SecretsAreStoredEncryptedAndNeverPrinted) {
     EXPECT_NE(std::string::npos, result.err.find(c.message)) << result.err;
     if (!c.plain.empty()) last = c.plain;
     EXPECT_EQ(std::string::npos, (result.out + result.err).find(last));
-    char stored[256];
+    char stored[256], plain[64];
     ASSERT_EQ(VM_CFG_OK, vmCfgGetParam("ems/server/password", stored, sizeof stored));
     EXPECT_EQ(0u, std::string(stored).find("enc2:"));
-    char plain[64];
     ASSERT_EQ(0, VM_Decrypt_Param(stored, plain, sizeof plain));
     EXPECT_EQ(last, plain);
   }
@@ -143,41 +115,32 @@ TEST_F(Dmctl, DamagedPageFailsWithOneLine) {
   ASSERT_TRUE(MakeSampleDatabase(damaged, 400));
   ASSERT_TRUE(DamageMiddlePage(damaged));
   ASSERT_EQ(VM_CFG_OK, vmCfgUseDatabase(damaged.c_str()));
-  std::string unreadable;
-  char value[128];
-  for (int i = 0; i < 400 && unreadable.empty(); ++i) {
-    char path[16];
-    std::snprintf(path, sizeof path, "p/%04d", i);
-    if (vmCfgGetParam(path, value, sizeof value) == VM_CFG_ERROR) unreadable = path;
+  char unreadable[16] = "", value[128];
+  for (int i = 0; i < 400 && unreadable[0] == '\0'; ++i) {
+    std::snprintf(value, sizeof value, "p/%04d", i);
+    if (vmCfgGetParam(value, value + 16, sizeof value - 16) == VM_CFG_ERROR) std::snprintf(unreadable, 16, "p/%04d", i);
   }
-  ASSERT_FALSE(unreadable.empty());
-  for (const std::vector<std::string>& args :
-       std::vector<std::vector<std::string>>{{"config", "get", unreadable}, {"config", "list", "p/"}}) {
-    const ProgramResult result = Run([&] {
-      std::vector<std::string> all = {"--db", damaged};
-      all.insert(all.end(), args.begin(), args.end());
-      return all;
-    }());
-    EXPECT_EQ(1, result.status) << args[1] << ": " << result.err;
+  ASSERT_NE('\0', unreadable[0]);
+  for (const std::string command : {"get", "list"}) {
+    const ProgramResult result = Expect(1, {"--db", damaged, "config", command, command == "get" ? unreadable : "p/"});
     EXPECT_EQ(1, std::count(result.err.begin(), result.err.end(), '\n')) << result.err;
   }
 }
 
 TEST_F(Dmctl, SentEventsAreDecodedByTheListener) {
-  EXPECT_EQ(1, Run({"send", "ipp-status", "7"}).status);  // nothing listening yet
+  Expect(1, {"send", "ipp-status", "7"});  // nothing listening yet
   RunningProgram listener(DMCTL_PATH, {"--json", "listen", "--count", "3", "--timeout", "20000"});
   ASSERT_TRUE(listener.WaitForError("listening"));
   ASSERT_TRUE(QueueAppears());
-  ASSERT_EQ(0, Run({"send", "ipp-status", "7"}).status);
-  ASSERT_EQ(0, Run({"send", "raw", "0"}).status);
-  ASSERT_EQ(0, Run({"send", "raw", "36", "00ff"}).status);  // first byte zero: no payload
+  Expect(0, {"send", "ipp-status", "7"});
+  Expect(0, {"send", "raw", "0"});
+  Expect(0, {"send", "raw", "36", "00ff"});  // first byte zero: no payload
   const ProgramResult result = listener.Wait();
   ASSERT_EQ(0, result.status) << result.err;
+  EXPECT_EQ("{queue:int,family:int,type:int,event:str,bytes:int,payload:{BasicSerializableInteger:int}}",
+            Shape(result.out));
   const std::vector<rapidjson::Document> events = JsonLines(result.out);
   ASSERT_EQ(3u, events.size()) << result.out;
-  EXPECT_EQ("{queue:int,family:int,type:int,event:str,bytes:int,payload:{BasicSerializableInteger:int}}",
-            Shape(result.out.substr(0, result.out.find('\n'))));
-  EXPECT_STREQ("SendIppStatusEv", events[0]["event"].GetString());
   EXPECT_EQ(7, events[0]["payload"]["BasicSerializableInteger"].GetInt());
   EXPECT_STREQ("GetLocalCertEv", events[1]["event"].GetString());
   EXPECT_EQ(8, events[2]["bytes"].GetInt());
@@ -192,20 +155,16 @@ struct Refusal {
   const char* message;  // a fragment of the one stderr line
 };
 
-// Names the case by its words in test listings.
+// Names the case by its words in test listings (which split at spaces).
 void PrintTo(const Refusal& refusal, std::ostream* out) {
   *out << "dmctl";
-  for (std::string arg : refusal.args) {
-    std::replace(arg.begin(), arg.end(), ' ', '_');  // listings split at spaces
-    *out << '_' << arg;
-  }
+  for (std::string arg : refusal.args) *out << '_' << (std::replace(arg.begin(), arg.end(), ' ', '_'), arg);
 }
 
 class DmctlRefuses : public Dmctl, public testing::WithParamInterface<Refusal> {};
 
 TEST_P(DmctlRefuses, WithItsStatusAndOneLine) {
-  const ProgramResult result = Run(GetParam().args);
-  EXPECT_EQ(GetParam().status, result.status) << result.err;
+  const ProgramResult result = Expect(GetParam().status, GetParam().args);
   EXPECT_NE(std::string::npos, result.err.find(GetParam().message)) << result.err;
   // Listeners say on stderr that they started; the failure is one line after that.
   const size_t line = result.err.rfind("dmctl: ");
@@ -229,6 +188,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{{"config", "set", "custom/new", "x"}, 2, "not a declared parameter"},
         Refusal{{"config", "set", "status/alarm/0/severity", "high"}, 1, "not a value of its type"},
         Refusal{{"config", "import", "/nonexistent.json"}, 1, "cannot read /nonexistent.json"},
+        Refusal{{"config", "schema", "no/such/"}, 1, "no/such/"},
         Refusal{{"state", "set", "nosuch"}, 2, "no system state nosuch"},
         Refusal{{"state", "get", "21"}, 2, "no system state 21"},
         Refusal{{"alarm", "raise", "X", "y", "--card", "notjson"}, 2, "--card is not a JSON object"},
@@ -246,19 +206,14 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{{"cert", "info", "/nonexistent.crt"}, 1, "cannot read /nonexistent.crt"}));
 
 TEST_F(Dmctl, HelpManPageSourceAndCompletionNameEveryCommand) {
-  const ProgramResult help = Run({"--help-all"});
-  const ProgramResult completion = Run({"--bash-completion"});
-  ASSERT_EQ(0, help.status);
-  ASSERT_EQ(0, completion.status);
+  const ProgramResult help = Expect(0, {"--help-all"}), completion = Expect(0, {"--bash-completion"});
   for (const char* command : {"config", "schema", "import", "alarm", "alarms", "watch", "report", "listen", "cert",
                               "sign", "periph", "state", "help"}) {
     EXPECT_NE(std::string::npos, help.out.find(command)) << command;
     EXPECT_NE(std::string::npos, completion.out.find(std::string(" ") + command)) << command;
   }
   EXPECT_NE(std::string::npos, completion.out.find("\" config import\") words=\" --help -h --help-all --dry-run"));
-  const ProgramResult one = Run({"help", "config", "import"});
-  EXPECT_EQ(0, one.status);
-  EXPECT_EQ(0u, one.out.find("Write the parameters of a JSON object"));
+  EXPECT_EQ(0u, Expect(0, {"help", "config", "import"}).out.find("Write the parameters of a JSON object"));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // What the dmctl tests share: a temporary database and queue prefix, and
-// running the real binary (through the cross emulator where there is one).
+// running the real binary (through the cross emulator where there is one)
+// with its exit status and the shape of its JSON checked in one call.
 #ifndef DEVMGMT_TESTS_TOOLS_DMCTLFIXTURE_H_
 #define DEVMGMT_TESTS_TOOLS_DMCTLFIXTURE_H_
 
@@ -31,6 +32,15 @@ class Dmctl : public testing::Test {
     return RunProgram(DMCTL_PATH, args, input);
   }
 
+  // Runs dmctl and expects its exit status and, when given, the shape of
+  // what it printed.
+  static ProgramResult Expect(int status, const std::vector<std::string>& args, const std::string& shape = "") {
+    ProgramResult result = Run(args);
+    EXPECT_EQ(status, result.status) << args.back() << ": " << result.err;
+    EXPECT_TRUE(shape.empty() || shape == Shape(result.out)) << Shape(result.out) << " from " << args.back();
+    return result;
+  }
+
   static rapidjson::Document Json(const std::string& text) {
     rapidjson::Document document;
     document.Parse(text.c_str());
@@ -40,7 +50,7 @@ class Dmctl : public testing::Test {
 
   // The document's shape as Python's json module reads it (strict UTF-8):
   // "{slot:int,name:str}", an array by its first element, "invalid" when it
-  // is not JSON. Shapes are what scripts rely on.
+  // is not JSON; of JSON lines, the first. Shapes are what scripts rely on.
   static std::string Shape(const std::string& text) {
     static const char* const kScript =
         "import json, sys\n"
@@ -48,7 +58,10 @@ class Dmctl : public testing::Test {
         "    if isinstance(v, dict): return '{' + ','.join(k + ':' + shape(x) for k, x in v.items()) + '}'\n"
         "    if isinstance(v, list): return '[' + (shape(v[0]) if v else '') + ']'\n"
         "    return {bool: 'bool', int: 'int', float: 'float', str: 'str', type(None): 'null'}[type(v)]\n"
-        "try: print(shape(json.loads(sys.stdin.buffer.read().decode('utf-8'))), end='')\n"
+        "def load(text):\n"
+        "    try: return json.loads(text)\n"
+        "    except ValueError: return json.loads(text.split('\\n')[0])\n"
+        "try: print(shape(load(sys.stdin.buffer.read().decode('utf-8'))), end='')\n"
         "except ValueError: print('invalid', end='')\n";
     return RunningProgram("python3", {"-c", kScript}, text, false).Wait().out;
   }
@@ -64,14 +77,9 @@ class Dmctl : public testing::Test {
 
   // Waits until the listener has made its queue.
   bool QueueAppears() const {
-    const std::string name = "/" + prefix_ + "vm_mq_15";
-    for (int i = 0; i < 500; ++i) {
-      const mqd_t queue = mq_open(name.c_str(), O_WRONLY | O_NONBLOCK);
-      if (queue != static_cast<mqd_t>(-1)) {
-        mq_close(queue);
-        return true;
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    for (int i = 0; i < 500; ++i, std::this_thread::sleep_for(std::chrono::milliseconds(20))) {
+      const mqd_t queue = mq_open(("/" + prefix_ + "vm_mq_15").c_str(), O_WRONLY | O_NONBLOCK);
+      if (queue != static_cast<mqd_t>(-1)) return mq_close(queue) == 0;
     }
     return false;
   }
