@@ -121,6 +121,7 @@ TEST_F(Dmctl, DamagedPageFailsWithOneLine) {
     if (vmCfgGetParam(value, value + 16, sizeof value - 16) == VM_CFG_ERROR) std::snprintf(unreadable, 16, "p/%04d", i);
   }
   ASSERT_NE('\0', unreadable[0]);
+  Expect(0, {"--db", damaged, "config", "get", std::string(unreadable) == "p/0000" ? "p/0399" : "p/0000"});
   for (const std::string command : {"get", "list"}) {
     const ProgramResult result = Expect(1, {"--db", damaged, "config", command, command == "get" ? unreadable : "p/"});
     EXPECT_EQ(1, std::count(result.err.begin(), result.err.end(), '\n')) << result.err;
@@ -130,8 +131,7 @@ TEST_F(Dmctl, DamagedPageFailsWithOneLine) {
 TEST_F(Dmctl, SentEventsAreDecodedByTheListener) {
   Expect(1, {"send", "ipp-status", "7"});  // nothing listening yet
   RunningProgram listener(DMCTL_PATH, {"--json", "listen", "--count", "3", "--timeout", "20000"});
-  ASSERT_TRUE(listener.WaitForError("listening"));
-  ASSERT_TRUE(QueueAppears());
+  ASSERT_TRUE(listener.WaitForError("listening"));  // its queue is made first
   Expect(0, {"send", "ipp-status", "7"});
   Expect(0, {"send", "raw", "0"});
   Expect(0, {"send", "raw", "36", "00ff"});  // first byte zero: no payload
@@ -176,7 +176,8 @@ TEST_P(DmctlRefuses, WithItsStatusAndOneLine) {
 INSTANTIATE_TEST_SUITE_P(
     Commands, DmctlRefuses,
     testing::Values(
-        Refusal{{}, 2, "subcommand is required"}, Refusal{{"bogus"}, 2, "no command 'bogus' (commands: config,"},
+        Refusal{{}, 2, "subcommand is required"}, Refusal{{"state"}, 2, "A subcommand is required"},
+        Refusal{{"bogus"}, 2, "no command 'bogus' (commands: config,"},
         Refusal{{"--json", "config", "bogus"}, 2, "'config' has no command 'bogus'"},
         Refusal{{"help", "config", "nope"}, 2, "'config' has no command 'nope'"},
         Refusal{{"config", "get"}, 2, "dmctl --help"}, Refusal{{"--no-such-option", "config"}, 2, "no-such-option"},

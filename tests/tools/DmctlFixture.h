@@ -4,15 +4,12 @@
 #ifndef DEVMGMT_TESTS_TOOLS_DMCTLFIXTURE_H_
 #define DEVMGMT_TESTS_TOOLS_DMCTLFIXTURE_H_
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <mqueue.h>
 #include <rapidjson/document.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "platform/vmCfg.h"
@@ -73,15 +70,6 @@ class Dmctl : public testing::Test {
       lines.push_back(Json(text.substr(start, end - start)));
     }
     return lines;
-  }
-
-  // Waits until the listener has made its queue.
-  bool QueueAppears() const {
-    for (int i = 0; i < 500; ++i, std::this_thread::sleep_for(std::chrono::milliseconds(20))) {
-      const mqd_t queue = mq_open(("/" + prefix_ + "vm_mq_15").c_str(), O_WRONLY | O_NONBLOCK);
-      if (queue != static_cast<mqd_t>(-1)) return mq_close(queue) == 0;
-    }
-    return false;
   }
 
   TempDatabase db_;
