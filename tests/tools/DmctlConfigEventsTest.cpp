@@ -197,7 +197,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{{"alarm", "clear", "Nothing", "here"}, 1, "no alarm Nothing/here"},
         Refusal{{"send", "raw", "1", "zz"}, 2, "payload is not hex: zz"},
         Refusal{{"listen", "--timeout", "100"}, 3, "no message within 100 ms"},
-        Refusal{{"watch", "--timeout", "100"}, 3, "no record within 100 ms"},
+        Refusal{{"watch", "--timeout", "0"}, 3, "no record within 0 ms"},
         Refusal{{"config", "watch", "--timeout", "100"}, 3, "no change within 100 ms"},
         Refusal{{"periph", "fw-path", "11"}, 2, "Value 11 not in range 0 to 10"},
         Refusal{{"periph", "rewrite", "--name", "x", "--filters", "/nonexistent.json"}, 1,

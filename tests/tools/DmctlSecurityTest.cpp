@@ -45,6 +45,8 @@ TEST_F(DmctlSecurity, CertificateInfoChecksRenewalTimeAndPem) {
   spec.common_name = "desk-phone-42";
   testpki::Cert cert = testpki::MakeCert(key_.get(), spec);
   ASSERT_TRUE(testpki::WriteCertDer(Path("valid.der"), cert.get()));
+  ASSERT_EQ(0, mkdir(Path("tmp").c_str(), 0700));
+  setenv("TMPDIR", Path("tmp").c_str(), 1);  // where the PEM copy of a DER file is made
   // The same answers from a DER file with --inform der.
   for (const std::vector<std::string>& form : {std::vector<std::string>{WriteCert("valid.crt", spec)},
                                                std::vector<std::string>{Path("valid.der"), "--inform", "der"}}) {
@@ -57,6 +59,7 @@ TEST_F(DmctlSecurity, CertificateInfoChecksRenewalTimeAndPem) {
     args[2] = "check";
     Expect(0, args, "{file:str,valid:bool,notYetValid:bool}");
   }
+  EXPECT_EQ(0, rmdir(Path("tmp").c_str())) << "the PEM copy is removed";
   EXPECT_NE(std::string::npos, Expect(1, {"cert", "info", Path("valid.der")}).err.find("use --inform der"));
   spec.not_before_offset = -7200;
   spec.not_after_offset = -600;
@@ -99,7 +102,8 @@ TEST_F(DmctlSecurity, CertificateChainThroughAnIntermediate) {
 TEST_F(DmctlSecurity, SignedFilesAreMadeSplitAndVerified) {
   const std::string certificate = WriteCert("signer.crt", testpki::CertSpec());
   ASSERT_TRUE(testpki::WritePrivateKeyPem(Path("signer.key"), key_.get()));
-  ASSERT_TRUE(testpki::WriteFile(Path("signer.pub"), testpki::PublicKeyPem(key_.get())));
+  // Text after the key is allowed, up to a file of 64 KiB.
+  ASSERT_TRUE(testpki::WriteFile(Path("signer.pub"), testpki::PublicKeyPem(key_.get()) + std::string(60000, '\n')));
   const std::string payload = "firmware image bytes\n";
   ASSERT_TRUE(testpki::WriteFile(Path("fw.bin"), payload));
   Expect(0, {"--json", "sig", "sign", Path("signer.key"), Path("fw.bin")}, "{file:str,payloadBytes:int,signatureBytes:int}");
