@@ -115,7 +115,7 @@ TEST(EventsLog, EachLineNamesItsModuleLevelUnitAndFunction) {
       {[] { uDeviceManagementAgent::Instance()->SendMessageToQueue(nullptr, -1); }, 15, kAgent, "SendMessageToQueue",
        "No message to send (length -1)", 0},
       // The largest payload passes the bound (below), one byte more is refused.
-      {[] { SendMessageToEmsc(1, kBig.data(), VM_MSG_PAYLOAD_SIZE + 1); }, 15, kAgent, "SendMessageToEmsc",
+      {[] { EXPECT_EQ(0, SendMessageToEmsc(1, kBig.data(), VM_MSG_PAYLOAD_SIZE + 1)); }, 15, kAgent, "SendMessageToEmsc",
        "Payload of 12285 bytes for event type 1 exceeds 12284 bytes", 0},
   };
   TestQueue emsc(VM_MQ_ID_EMSC);

@@ -54,15 +54,15 @@ TEST_F(Dmctl, WatchPrintsAlarmsAndTheirCardsFromAnotherProcess) {
   Expect(0, {"alarm", "raise", "LinkDown", "network", "--description", "Link [AI1] down", "--info1", "eth0"});
   Expect(0, {"alarm", "clear", "LinkDown", "network"});
   const ProgramResult result = watch.Wait();
-  ASSERT_EQ(0, result.status) << result.err;
+  ASSERT_EQ(0, result.status) << testing::PrintToString(result.err);
   // Records and cards written close together may come in one batch, in path order.
   std::vector<std::string> alarms, cards;
   std::istringstream lines(result.out);
   for (std::string line; std::getline(lines, line);) {
     (line.find(R"("kind":"card")") == std::string::npos ? alarms : cards).push_back(line);
   }
-  ASSERT_GE(alarms.size(), 2u) << result.out;  // a card read again as the next one is written
-  ASSERT_GE(cards.size(), 2u) << result.out;
+  ASSERT_GE(alarms.size(), 2u) << testing::PrintToString(result.out);  // a card read again as the next one is written
+  ASSERT_GE(cards.size(), 2u) << testing::PrintToString(result.out);
   EXPECT_EQ("{kind:str,name:str,source:str,severity:int,ui:str,time:str,description:str}", Shape(alarms[0]));
   EXPECT_STREQ("device", Json(alarms[0])["ui"].GetString());
   EXPECT_STREQ("Link eth0 down", Json(alarms[0])["description"].GetString());

@@ -69,7 +69,7 @@ TEST_F(Dmctl, ConfigWatchPrintsChangesOfOtherProcesses) {
   ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("network/vlan/id", "3"));
   Expect(0, {"config", "delete", "network/interface"});
   const ProgramResult result = watch.Wait();
-  ASSERT_EQ(0, result.status) << result.err;
+  ASSERT_EQ(0, result.status) << testing::PrintToString(result.err);
   // Changes close together may come in one batch, in path order.
   std::map<std::string, std::string> seen;
   for (const rapidjson::Document& line : JsonLines(result.out)) {
@@ -80,7 +80,7 @@ TEST_F(Dmctl, ConfigWatchPrintsChangesOfOtherProcesses) {
   EXPECT_EQ((std::map<std::string, std::string>{{"network/interface", "null"}, {"network/vlan/id", "3"},
                                                 {"sip/proxy", "a.example"}}),
             seen)
-      << result.out;
+      << testing::PrintToString(result.out);
 }
 
 // Usable secrets are stored encrypted and bound to their path, never
@@ -97,8 +97,8 @@ TEST_F(Dmctl, SecretsAreStoredEncryptedAndNeverPrinted) {
   std::string last;
   for (const auto& c : cases) {
     const ProgramResult result = Run({"config", "set-secret", "ems/server/password"}, c.input);
-    EXPECT_EQ(c.status, result.status) << c.input << result.err;
-    EXPECT_NE(std::string::npos, result.err.find(c.message)) << result.err;
+    EXPECT_EQ(c.status, result.status) << testing::PrintToString(c.input) << testing::PrintToString(result.err);
+    EXPECT_NE(std::string::npos, result.err.find(c.message)) << testing::PrintToString(result.err);
     if (!c.plain.empty()) last = c.plain;
     EXPECT_EQ(std::string::npos, (result.out + result.err).find(last));
     char stored[256], plain[64];
@@ -124,7 +124,7 @@ TEST_F(Dmctl, DamagedPageFailsWithOneLine) {
   Expect(0, {"--db", damaged, "config", "get", std::string(unreadable) == "p/0000" ? "p/0399" : "p/0000"});
   for (const std::string command : {"get", "list"}) {
     const ProgramResult result = Expect(1, {"--db", damaged, "config", command, command == "get" ? unreadable : "p/"});
-    EXPECT_EQ(1, std::count(result.err.begin(), result.err.end(), '\n')) << result.err;
+    EXPECT_EQ(1, std::count(result.err.begin(), result.err.end(), '\n')) << testing::PrintToString(result.err);
   }
 }
 
@@ -136,11 +136,11 @@ TEST_F(Dmctl, SentEventsAreDecodedByTheListener) {
   Expect(0, {"send", "raw", "0"});
   Expect(0, {"send", "raw", "36", "00ff"});  // first byte zero: no payload
   const ProgramResult result = listener.Wait();
-  ASSERT_EQ(0, result.status) << result.err;
+  ASSERT_EQ(0, result.status) << testing::PrintToString(result.err);
   EXPECT_EQ("{queue:int,family:int,type:int,event:str,bytes:int,payload:{BasicSerializableInteger:int}}",
             Shape(result.out));
   const std::vector<rapidjson::Document> events = JsonLines(result.out);
-  ASSERT_EQ(3u, events.size()) << result.out;
+  ASSERT_EQ(3u, events.size()) << testing::PrintToString(result.out);
   EXPECT_EQ(7, events[0]["payload"]["BasicSerializableInteger"].GetInt());
   EXPECT_STREQ("GetLocalCertEv", events[1]["event"].GetString());
   EXPECT_EQ(8, events[2]["bytes"].GetInt());
@@ -165,11 +165,11 @@ class DmctlRefuses : public Dmctl, public testing::WithParamInterface<Refusal> {
 
 TEST_P(DmctlRefuses, WithItsStatusAndOneLine) {
   const ProgramResult result = Expect(GetParam().status, GetParam().args);
-  EXPECT_NE(std::string::npos, result.err.find(GetParam().message)) << result.err;
+  EXPECT_NE(std::string::npos, result.err.find(GetParam().message)) << testing::PrintToString(result.err);
   // Listeners say on stderr that they started; the failure is one line after that.
   const size_t line = result.err.rfind("dmctl: ");
-  EXPECT_TRUE(line == 0 || (line != std::string::npos && result.err[line - 1] == '\n')) << result.err;
-  EXPECT_EQ(result.err.size() - 1, result.err.find('\n', line)) << result.err;
+  EXPECT_TRUE(line == 0 || (line != std::string::npos && result.err[line - 1] == '\n')) << testing::PrintToString(result.err);
+  EXPECT_EQ(result.err.size() - 1, result.err.find('\n', line)) << testing::PrintToString(result.err);
   EXPECT_EQ("", result.out);
 }
 

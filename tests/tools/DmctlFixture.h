@@ -33,15 +33,17 @@ class Dmctl : public testing::Test {
   // what it printed.
   static ProgramResult Expect(int status, const std::vector<std::string>& args, const std::string& shape = "") {
     ProgramResult result = Run(args);
-    EXPECT_EQ(status, result.status) << args.back() << ": " << result.err;
-    EXPECT_TRUE(shape.empty() || shape == Shape(result.out)) << Shape(result.out) << " from " << args.back();
+    // Printed escaped: a report must stay readable text whatever the output held.
+    const std::string command = testing::PrintToString(args);
+    EXPECT_EQ(status, result.status) << command << ": " << testing::PrintToString(result.err);
+    EXPECT_TRUE(shape.empty() || shape == Shape(result.out)) << Shape(result.out) << " from " << command;
     return result;
   }
 
   static rapidjson::Document Json(const std::string& text) {
     rapidjson::Document document;
     document.Parse(text.c_str());
-    EXPECT_FALSE(document.HasParseError()) << text;
+    EXPECT_FALSE(document.HasParseError()) << testing::PrintToString(text);
     return document;
   }
 
