@@ -7,8 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <boost/algorithm/hex.hpp>
 #include <boost/make_shared.hpp>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -25,7 +28,7 @@ inline std::string Json(const ISerializable* record) {
 
 inline std::string Hex(const uint8_t* bytes, int length) {
   std::string hex;
-  for (int i = 0; i < length; ++i) hex += "0123456789abcdef"[bytes[i] >> 4] + std::string(1, "0123456789abcdef"[bytes[i] & 15]);
+  boost::algorithm::hex_lower(bytes, bytes + std::max(length, 0), std::back_inserter(hex));
   return hex;
 }
 
@@ -41,7 +44,7 @@ struct EventRow {
   const char* name;
   int type;
   int direction;
-  bool built;            // rebuilt from a message by the factory
+  bool built;          // rebuilt from a message by the factory
   std::string fresh;   // the payload of an event as built, in hex
   std::string values;  // JSON of its record filled with other values, "(none)" without one
 };

@@ -33,12 +33,7 @@ Bytes Message(int32_t type, const Bytes& payload) {
 TEST(SendMessageToEmsc, SendsTheHeaderAndAPayloadUnlessItStartsWithZero) {
   TestQueue emsc(VM_MQ_ID_EMSC);
   const char zero_first[4] = {0, 'x', 'y', 'z'};
-  const struct {
-    int type;
-    const char* data;
-    unsigned int size;
-    Bytes payload;
-  } cases[] = {{5, nullptr, 10, {}},       {5, nullptr, 20000, {}},  {3, zero_first, 4, {}},
+  const struct { int type; const char* data; unsigned int size; Bytes payload; } cases[] = {{5, nullptr, 10, {}},       {5, nullptr, 20000, {}},  {3, zero_first, 4, {}},
                {3, zero_first, 20000, {}}, {3, "ab", 2, {'a', 'b'}}, {3, "ab", 0, {}}};
   for (const auto& c : cases) {
     EXPECT_EQ(0, SendMessageToEmsc(c.type, c.data, c.size));
@@ -96,14 +91,8 @@ void SerializeTooLarge() {
 TEST(EventsLog, EachLineNamesItsModuleLevelUnitAndFunction) {
   using DmFactory = uDeviceManagementEventFactory;
   const char *kFactory = "uDeviceManagementEventFactory", *kAuth = "uAuthEventFactory", *kAgent = "uDeviceManagementAgent";
-  const struct {
-    std::function<void()> cause;
-    int module;
-    const char* unit;
-    const char* function;
-    const char* text;
-    int line;  // 0: not fixed
-  } cases[] = {
+  // Each case: what causes the line, its module, unit, function, text, and source line (0: not fixed).
+  const struct { std::function<void()> cause; int module; const char *unit, *function, *text; int line; } cases[] = {
       {[] { Build<DmFactory>(2, -1); }, 25, kFactory, "CreateEventFromMessage", "Error - Could not allocate event", 56},
       {[] { Build<uAuthEventFactory>(5, -1); }, 25, "auth/uAuthEventFactory", "CreateEventFromMessage",
        "Error - Could not allocate event", 50},

@@ -87,12 +87,8 @@ TEST_F(Dmctl, ConfigWatchPrintsChangesOfOtherProcesses) {
 // printed; unusable ones are refused and leave the stored value alone.
 TEST_F(Dmctl, SecretsAreStoredEncryptedAndNeverPrinted) {
   const std::string longest(63, 'x');
-  const struct {
-    std::string input;
-    int status;
-    std::string plain;  // expected after the call ("" = refused)
-    const char* message;
-  } cases[] = {{"n3w-pa55\n", 0, "n3w-pa55", ""}, {longest, 0, longest, ""}, {longest + "y\n", 1, "", "longer than 63"},
+  // Each case: the input, the exit status, the secret stored after it ("" = refused), a fragment of the error.
+  const struct { std::string input; int status; std::string plain; const char* message; } cases[] = {{"n3w-pa55\n", 0, "n3w-pa55", ""}, {longest, 0, longest, ""}, {longest + "y\n", 1, "", "longer than 63"},
                {std::string("ab\0cd\n", 6), 1, "", "NUL"}, {"", 1, "", "no secret"}};
   std::string last;
   for (const auto& c : cases) {
