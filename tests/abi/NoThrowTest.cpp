@@ -64,7 +64,9 @@ const EntryPoint kEntryPoints[] = {
     {"DeviceManagementFactory", [] { uDeviceManagementEventFactory::GetInstance()->CreateEventFromMessage(g_provisioning); }},
     {"AuthFactory", [] { uAuthEventFactory::GetInstance()->CreateEventFromMessage(g_reply, VM_MSG_HEADER_SIZE); }},
     {"Agent", [] { uDeviceManagementAgent::Instance()->handleMessage(g_message, VM_MSG_HEADER_SIZE + 4); }},
-    {"SendIppStatusMessageToEmsc", [] { SendIppStatusMessageToEmsc(3); }},
+    // The plain entry points answer 0 whatever happens inside.
+    {"SendIppStatusMessageToEmsc", [] { EXPECT_EQ(0, SendIppStatusMessageToEmsc(3)); }},
+    {"SendMessageToEmsc", [] { EXPECT_EQ(0, SendMessageToEmsc(5, "ab", 2)); }},
     {"AlertManager_SetAlert", [] { AlertManager_SetAlert("NoMemory", "test", 2, "d [AI1]", "x", "", "cat", 1, 1, 2); }},
     {"AlertManager_SetEvent", [] { AlertManager_SetBasicEvent("NoMemory", "test", 1); }},
     {"SetStatusSystemState", [] { SetStatusSystemState("status/system/state/network", "s", "success", "i"); }},
