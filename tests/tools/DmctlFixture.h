@@ -9,6 +9,7 @@
 #include <rapidjson/document.h>
 #include <unistd.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -65,12 +66,11 @@ class Dmctl : public testing::Test {
     return RunningProgram("python3", {"-c", kScript}, text, false).Wait().out;
   }
 
-  static std::vector<rapidjson::Document> JsonLines(const std::string& text) {
-    std::vector<rapidjson::Document> lines;
-    size_t start = 0;
-    for (size_t end = text.find('\n'); end != std::string::npos; start = end + 1, end = text.find('\n', start)) {
-      lines.push_back(Json(text.substr(start, end - start)));
-    }
+  // The lines of a stream (one JSON object each with --json).
+  static std::vector<std::string> Lines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
     return lines;
   }
 
