@@ -10,43 +10,30 @@ namespace {
 std::string Record(const std::vector<std::string>& values) {
   std::string json;
   for (const std::string& value : values) {
-    json += json.empty() ? "{" : ",";
-    json += (value[0] == '"' ? "\"BasicSerializableString\":" : "\"BasicSerializableInteger\":") + value;
+    json += (value[0] == '"' ? ",\"BasicSerializableString\":" : ",\"BasicSerializableInteger\":") + value;
   }
-  return json.empty() ? "(none)" : json + "}";
+  return json.empty() ? "(none)" : "{" + json.substr(1) + "}";
 }
 
 #define AUTH_ROW(...) EVENT_ROW(uAuthEvent, __VA_ARGS__)
-const std::string kEmpty = "\"\"";
 
-TEST(AuthEvents, AnswerTheirNumbersRebuildWithTheirRecordsAndAreNotedUnhandled) {
+TEST(AuthEvents, AnswerTheirNumbersRebuildWithTheirRecordsAndReachTheirHandlers) {
+  ExpectStateHandler<uAuthHandler, uAuthStateHandler, AuthRejectResponseEv, AuthGetUrlAndCodeResponseEv,
+                     AuthCancelUrlAndCodeEv>();
   ExpectFamily<uAuthEventFactory, uAuthHandler, uAuthEvent>(
       264, {AUTH_ROW(AuthGetUrlAndCodeEv, 0, 0, true, std::string(16, '0'), Record({"11", "-12"})),
             AUTH_ROW(AuthCancelUrlAndCodeEv, 1, 0, true, "", Record({})),
             // Texts start set and empty: length 0, not unset.
             AUTH_ROW(AuthGetUrlAndCodeResponseEv, 2, 1, true, std::string(32, '0'),
-                     Record({"900", "\"https://login.example\"", "\"ABCD-EFGH\"", kEmpty})),
+                     Record({"900", "\"https://login.example\"", "\"ABCD-EFGH\"", "\"\""})),
             AUTH_ROW(AuthCredentialsResponseEv, 3, 1, true, std::string(72, '0'),
-                     Record({"1", "3600", "\"a\"", kEmpty, "\"c\"", '"' + std::string(300, 'd') + '"', "\"e\"", "\"f\"",
+                     Record({"1", "3600", "\"a\"", "\"\"", "\"c\"", '"' + std::string(300, 'd') + '"', "\"e\"", "\"f\"",
                              "\"g\""})),
             AUTH_ROW(AuthRejectResponseEv, 4, 1, true, std::string(24, '0'), Record({"4", "\"expired_token\"", "400"}))});
 }
 
-TEST(AuthFactory, BuildsNothingForOtherNumbersOrWrongLengths) {
-  uAuthEventFactory* factory = uAuthEventFactory::GetInstance();
-  message_t message{};
-  for (int32_t type : {5, 413, -1, INT32_MIN}) {
-    message.eventType = type;
-    EXPECT_FALSE(factory->CreateEventFromMessage(message)) << type;
-  }
-  message.eventType = 4;  // a reject: integer, empty text (4 + 4 bytes), integer
-  for (unsigned int length : {7u, 8u + 11, 8u + 13}) EXPECT_FALSE(factory->CreateEventFromMessage(message, length));
-  EXPECT_TRUE(factory->CreateEventFromMessage(message, 8 + 12));
-}
-
-TEST(AuthStateHandler, PassesOnWhatItDoesNotHandle) {
-  ExpectStateHandler<uAuthHandler, uAuthStateHandler, AuthRejectResponseEv, AuthGetUrlAndCodeResponseEv,
-                     AuthCancelUrlAndCodeEv>();
+TEST(AuthFactory, BuildsOnlyTheFamilysNumbersFromMessagesOfTheRightLength) {
+  ExpectBuilds<uAuthEventFactory>({5, 413, -1, INT32_MIN}, 4, 8 + 12);  // a reject: integer, empty text, integer
 }
 
 }  // namespace
