@@ -4,12 +4,15 @@
 // function. The slot is read from what the compiler made of each class.
 #include <gtest/gtest.h>
 
+#include <boost/core/demangle.hpp>
+
 #include <cstddef>
 #include <cstring>
+#include <numeric>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
-#include "alerts/AlertObserver.h"
 #include "alerts/AlertUINotifier.h"
 #include "ems/EMSMessageBuilderSfb.h"
 #include "events/auth/uAuthEvent.h"
@@ -31,123 +34,78 @@ long Slot(Method method) {
   static_assert(sizeof(Method) == 2 * sizeof(std::ptrdiff_t), "Itanium member pointer");
   std::ptrdiff_t words[2];
   std::memcpy(words, &method, sizeof words);
+  const long size = sizeof(void*);
 #if defined(__arm__) || defined(__aarch64__)
-  if ((words[1] & 1) == 0) return -1;
-  return static_cast<long>(words[0] / static_cast<std::ptrdiff_t>(sizeof(void*)));
+  return (words[1] & 1) == 0 ? -1 : static_cast<long>(words[0]) / size;
 #else
-  if ((words[0] & 1) == 0) return -1;
-  return static_cast<long>((words[0] - 1) / static_cast<std::ptrdiff_t>(sizeof(void*)));
+  return (words[0] & 1) == 0 ? -1 : static_cast<long>(words[0] - 1) / size;
 #endif
 }
 
-struct Order {
-  std::string name;
-  long first;  // slot of the first operation listed: 2 after two destructors
-  std::vector<long> slots;  // the operations in the order they must hold
-};
+// A class's operations in the order they must hold, from slot `first` on
+// (2 after two destructors).
+struct Order { std::string name; long first; std::vector<long> slots; };
 
-void PrintTo(const Order& order, std::ostream* out) { *out << order.name; }
+template <typename T> std::string Name() { return boost::core::demangle(typeid(T).name()); }
+
+// The slot of `Class`'s HandleEvent for `Event`.
+template <typename Class, typename Event> long On() { return Slot<void (Class::*)(Event&)>(&Class::HandleEvent); }
 
 // Destructors, GetStr, GetSender, GetReceiver, BaseDispatch, the two numbers,
 // the three payload operations, EventDirection, then the family's Dispatch.
-template <typename Event, typename Handler>
-Order EventOrder(const char* name) {
-  return {name,
-          2,
-          {Slot(&Event::GetStr), Slot(&Event::GetSender), Slot(&Event::GetReceiver), Slot(&Event::BaseDispatch),
-           Slot(&Event::getEventFamilyType), Slot(&Event::getEventType), Slot(&Event::getEventData),
-           Slot(&Event::GetDataBuffer), Slot(&Event::GetDataBufferSize), Slot(&Event::EventDirection),
-           Slot<void (Event::*)(Handler&)>(&Event::Dispatch)}};
+template <typename Handler, typename Event>
+Order EventOrder() {
+  return {Name<Event>(), 2, {Slot(&Event::GetStr), Slot(&Event::GetSender), Slot(&Event::GetReceiver), Slot(&Event::BaseDispatch),
+           Slot(&Event::getEventFamilyType), Slot(&Event::getEventType), Slot(&Event::getEventData), Slot(&Event::GetDataBuffer),
+           Slot(&Event::GetDataBufferSize), Slot(&Event::EventDirection), Slot<void (Event::*)(Handler&)>(&Event::Dispatch)}};
 }
 
-// The fourteen operations of the platform's handler chain.
-std::vector<long> PlatformHandlerSlots() {
-  return {Slot(&uHTTPHandler::GetName),
-          Slot(&uHTTPHandler::GetLogPad),
-          Slot(&uHTTPHandler::HandleBaseEv),
-          Slot(&uHTTPHandler::UnhandledEvent),
-          Slot<void (uHTTPHandler::*)(uHTTPRequestEv&)>(&uHTTPHandler::HandleEvent),
-          Slot<void (uHTTPHandler::*)(uHTTPDownloadReqEv&)>(&uHTTPHandler::HandleEvent),
-          Slot<void (uHTTPHandler::*)(uHTTPResponseEv&)>(&uHTTPHandler::HandleEvent),
-          Slot<void (uHTTPHandler::*)(uHTTPRejectResponseEv&)>(&uHTTPHandler::HandleEvent),
-          Slot<void (uHTTPModule::*)(uHTTPSuccessResponseEv&)>(&uHTTPModule::HandleEvent),
-          Slot<void (uHTTPModule::*)(uHTTPDownloadSuccessResponseEv&)>(&uHTTPModule::HandleEvent),
-          Slot(&uHTTPModule::AllocateNextModule),
-          Slot(&uHTTPModule::NextModuleAllocator)};
-}
-
-// A family handler: the platform's operations, HandleBaseEv, UnhandledEvent,
-// then one HandleEvent per event class in the family's order.
+// A family handler: the twelve operations of the platform's handler chain,
+// HandleBaseEv, UnhandledEvent, then one HandleEvent per event class in the
+// family's order.
 template <typename Handler, typename Base, typename... Events>
-Order HandlerOrder(const char* name) {
-  Order order{name, 2, PlatformHandlerSlots()};
-  order.slots.push_back(Slot<void (Handler::*)(Base&)>(&Handler::HandleBaseEv));
-  order.slots.push_back(Slot<void (Handler::*)(Base&)>(&Handler::UnhandledEvent));
-  for (long slot : {Slot<void (Handler::*)(Events&)>(&Handler::HandleEvent)...}) order.slots.push_back(slot);
-  return order;
+Order HandlerOrder() {
+  return {Name<Handler>(), 2, {Slot(&uHTTPHandler::GetName), Slot(&uHTTPHandler::GetLogPad), Slot(&uHTTPHandler::HandleBaseEv),
+           Slot(&uHTTPHandler::UnhandledEvent), On<uHTTPHandler, uHTTPRequestEv>(), On<uHTTPHandler, uHTTPDownloadReqEv>(),
+           On<uHTTPHandler, uHTTPResponseEv>(), On<uHTTPHandler, uHTTPRejectResponseEv>(), On<uHTTPModule, uHTTPSuccessResponseEv>(),
+           On<uHTTPModule, uHTTPDownloadSuccessResponseEv>(), Slot(&uHTTPModule::AllocateNextModule),
+           Slot(&uHTTPModule::NextModuleAllocator), Slot<void (Handler::*)(Base&)>(&Handler::HandleBaseEv),
+           Slot<void (Handler::*)(Base&)>(&Handler::UnhandledEvent), On<Handler, Events>()...}};
+}
+
+// A family: its base event and each event class, its handler and state
+// handler, the events listed in the handlers' order.
+template <typename Handler, typename StateHandler, typename Base, typename... Events>
+void AddFamily(std::vector<Order>& orders) {
+  orders.insert(orders.end(), {EventOrder<Handler, Base>(), EventOrder<Handler, Events>()...,
+                               HandlerOrder<Handler, Base, Events...>(), HandlerOrder<StateHandler, Base, Events...>()});
 }
 
 std::vector<Order> Orders() {
   std::vector<Order> orders = {
-      EventOrder<uDeviceManagementEvent, uDeviceManagementEventHandler>("uDeviceManagementEvent"),
-      EventOrder<GetLocalCertEv, uDeviceManagementEventHandler>("GetLocalCertEv"),
-      EventOrder<SendIppStatusEv, uDeviceManagementEventHandler>("SendIppStatusEv"),
-      EventOrder<SendAlertEv, uDeviceManagementEventHandler>("SendAlertEv"),
-      EventOrder<SendSyncConfigEv, uDeviceManagementEventHandler>("SendSyncConfigEv"),
-      EventOrder<ProvisioningEv, uDeviceManagementEventHandler>("ProvisioningEv"),
-      EventOrder<ProvSecurityEv, uDeviceManagementEventHandler>("ProvSecurityEv"),
-      EventOrder<ProvDeviceCertEv, uDeviceManagementEventHandler>("ProvDeviceCertEv"),
-      EventOrder<PrivateLabelingEv, uDeviceManagementEventHandler>("PrivateLabelingEv"),
-      EventOrder<UserConfirmationEv, uDeviceManagementEventHandler>("UserConfirmationEv"),
-      EventOrder<AndriodFWUpdateEv, uDeviceManagementEventHandler>("AndriodFWUpdateEv"),
-      EventOrder<LocalConfigurationEv, uDeviceManagementEventHandler>("LocalConfigurationEv"),
-      EventOrder<EmsFsFileChangeEv, uDeviceManagementEventHandler>("EmsFsFileChangeEv"),
-      EventOrder<uAuthEvent, uAuthHandler>("uAuthEvent"),
-      EventOrder<AuthGetUrlAndCodeEv, uAuthHandler>("AuthGetUrlAndCodeEv"),
-      EventOrder<AuthCancelUrlAndCodeEv, uAuthHandler>("AuthCancelUrlAndCodeEv"),
-      EventOrder<AuthGetUrlAndCodeResponseEv, uAuthHandler>("AuthGetUrlAndCodeResponseEv"),
-      EventOrder<AuthCredentialsResponseEv, uAuthHandler>("AuthCredentialsResponseEv"),
-      EventOrder<AuthRejectResponseEv, uAuthHandler>("AuthRejectResponseEv"),
-      HandlerOrder<uDeviceManagementEventHandler, uDeviceManagementEvent, GetLocalCertEv, SendIppStatusEv,
-                   SendAlertEv, SendSyncConfigEv, ProvisioningEv, ProvSecurityEv, ProvDeviceCertEv,
-                   PrivateLabelingEv, UserConfirmationEv, LocalConfigurationEv, EmsFsFileChangeEv,
-                   AndriodFWUpdateEv>("uDeviceManagementEventHandler"),
-      HandlerOrder<uDeviceManagementStateHandler, uDeviceManagementEvent, GetLocalCertEv, SendIppStatusEv,
-                   SendAlertEv, SendSyncConfigEv, ProvisioningEv, ProvSecurityEv, ProvDeviceCertEv,
-                   PrivateLabelingEv, UserConfirmationEv, LocalConfigurationEv, EmsFsFileChangeEv,
-                   AndriodFWUpdateEv>("uDeviceManagementStateHandler"),
-      HandlerOrder<uAuthHandler, uAuthEvent, AuthGetUrlAndCodeEv, AuthCancelUrlAndCodeEv,
-                   AuthGetUrlAndCodeResponseEv, AuthCredentialsResponseEv, AuthRejectResponseEv>("uAuthHandler"),
-      HandlerOrder<uAuthStateHandler, uAuthEvent, AuthGetUrlAndCodeEv, AuthCancelUrlAndCodeEv,
-                   AuthGetUrlAndCodeResponseEv, AuthCredentialsResponseEv, AuthRejectResponseEv>(
-          "uAuthStateHandler"),
-      // The sender's destructors come last.
-      {"uIPCSender",
-       0,
-       {Slot(&uIPCSender::SendEvent),
-        Slot<int (uIPCSender::*)(const message_extra_t&, unsigned int, vm_mq_id)>(&uIPCSender::SendMessage),
-        Slot<int (uIPCSender::*)(const message_t&, unsigned int, vm_mq_id)>(&uIPCSender::SendMessage)}},
-      {"EMSMessageBuilderSfb",
-       2,
-       {Slot(&EMSMessageBuilderSfb::BuildStatusBaseMsg), Slot(&EMSMessageBuilderSfb::BuildStatusMsg),
+      // The sender's and the observer's destructors come last.
+      {"uIPCSender", 0, {Slot(&uIPCSender::SendEvent), Slot<int (uIPCSender::*)(const message_extra_t&, unsigned int, vm_mq_id)>(
+        &uIPCSender::SendMessage), Slot<int (uIPCSender::*)(const message_t&, unsigned int, vm_mq_id)>(&uIPCSender::SendMessage)}},
+      {"EMSMessageBuilderSfb", 2, {Slot(&EMSMessageBuilderSfb::BuildStatusBaseMsg), Slot(&EMSMessageBuilderSfb::BuildStatusMsg),
         Slot(&EMSMessageBuilderSfb::EmsGetStatusStr), Slot(&EMSMessageBuilderSfb::FillUserDataKeysConf)}},
-      // Observers: the two callbacks, then the destructors.
       {"AlertUINotifier", 0, {Slot(&AlertUINotifier::AlertCallback), Slot(&AlertUINotifier::EventCallback)}},
       // The bool leaf's own operation follows every operation of a node.
-      {"IBoolElement",
-       Slot(&ISerializable::ClearChildren) + 1,
-       {Slot<void (IBoolElement::*)(bool)>(&IBoolElement::SetValue)}},
+      {"IBoolElement", Slot(&ISerializable::ClearChildren) + 1, {Slot<void (IBoolElement::*)(bool)>(&IBoolElement::SetValue)}},
   };
+  AddFamily<uDeviceManagementEventHandler, uDeviceManagementStateHandler, uDeviceManagementEvent, GetLocalCertEv,
+            SendIppStatusEv, SendAlertEv, SendSyncConfigEv, ProvisioningEv, ProvSecurityEv, ProvDeviceCertEv,
+            PrivateLabelingEv, UserConfirmationEv, LocalConfigurationEv, EmsFsFileChangeEv, AndriodFWUpdateEv>(orders);
+  AddFamily<uAuthHandler, uAuthStateHandler, uAuthEvent, AuthGetUrlAndCodeEv, AuthCancelUrlAndCodeEv,
+            AuthGetUrlAndCodeResponseEv, AuthCredentialsResponseEv, AuthRejectResponseEv>(orders);
   return orders;
 }
 
 class VirtualOrder : public ::testing::TestWithParam<Order> {};
 
 TEST_P(VirtualOrder, OperationsHoldTheirSlots) {
-  const Order& order = GetParam();
-  for (size_t i = 0; i < order.slots.size(); ++i) {
-    EXPECT_EQ(order.first + static_cast<long>(i), order.slots[i]) << order.name << " operation " << i + 1;
-  }
+  std::vector<long> expected(GetParam().slots.size());
+  std::iota(expected.begin(), expected.end(), GetParam().first);
+  EXPECT_EQ(expected, GetParam().slots);
 }
 
 INSTANTIATE_TEST_SUITE_P(ExportedClasses, VirtualOrder, ::testing::ValuesIn(Orders()),
