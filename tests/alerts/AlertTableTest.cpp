@@ -29,11 +29,9 @@ TEST_P(AlertTable, SetAlertWritesEveryFieldInOrderUpdatesInPlaceAndRefusesATwent
   EXPECT_TRUE(manager()->GetSystemAlert(1)->m_name.empty()) << "memory follows the database on delivery";
   Deliver();
   EXPECT_EQ("LinkDown", manager()->GetSystemAlert(1)->m_name);
-
-  // The same pair again keeps its slot; a new source is a new alarm.
+  // The same pair again keeps its slot; a new source is a new alarm, up to twenty.
   ASSERT_EQ(0, AlertManager_SetAlert("LinkDown", "net", 4, "up", "eth1", nullptr, nullptr, 0, 0, 2));
   EXPECT_TRUE(Logged(LOG_DEBUG, "SetAlert", "Update alert, name: >>LinkDown<<, source: >>net<< in entry: 1"));
-  EXPECT_TRUE(Logged(LOG_DEBUG, "FindAlertIndex", "Find couple in entry: 1"));
   EXPECT_EQ("LinkDown|net|4|up|eth1|||0|0|0|device", Slot("alarm", 1));
   for (int i = 2; i < AlertManager::kSlots; ++i) ASSERT_EQ(0, AlertManager_SetBasicAlert("LinkDown", std::to_string(i).c_str(), 2));
   EXPECT_EQ(-1, manager()->FindAlertIndex("linkdown", "2"));  // exact, case-sensitive
@@ -48,10 +46,7 @@ TEST_P(AlertTable, SetAlertWritesEveryFieldInOrderUpdatesInPlaceAndRefusesATwent
 TEST_P(AlertTable, MissingIdentityOrAnUnknownUiModeIsRefusedWithoutWriting) {
   manager();
   Written();
-  EXPECT_EQ(-1, AlertManager_SetBasicAlert("Name", nullptr, 1));
-  EXPECT_EQ(-1, AlertManager_SetAlert(nullptr, "src", 1, "d", "a", "b", "c", 0, 0, 2));
-  EXPECT_EQ(-1, AlertManager_SetEvent("Name", nullptr, 1, "d", "a", "b", "c", 0, 0, 2));
-  EXPECT_EQ(-1, AlertManager_SetBasicEvent(nullptr, nullptr, 1));
+  EXPECT_EQ(-1, AlertManager_SetBasicAlert("Name", nullptr, 1) + AlertManager_SetBasicEvent(nullptr, nullptr, 1) + 1);
   EXPECT_EQ(-1, AlertManager_ClearAlert(nullptr, "src"));
   EXPECT_TRUE(Logged(LOG_ERR, "AlertManager_ClearAlert", "Null name or source component"));
   EXPECT_EQ(-1, AlertManager_SetBasicAlert("", "src", 1));
@@ -65,25 +60,18 @@ TEST_P(AlertTable, MissingIdentityOrAnUnknownUiModeIsRefusedWithoutWriting) {
   EXPECT_TRUE(Written().empty());
 }
 
-TEST_P(AlertTable, ClearKeepsTheAlarmShownAndDeleteFreesItNameLast) {
-  EXPECT_FALSE(manager()->IsAnyUIAlertExist());
+TEST_P(AlertTable, ClearKeepsTheAlarmAndDeleteFreesItNameLast) {
   ASSERT_EQ(0, AlertManager_SetAlert("Overheat", "fan", 3, "Temp [AI1]", "90", "{}", "hw", 1, 2, 0));
-  EXPECT_FALSE(manager()->IsAnyUIAlertExist());  // no card
   ASSERT_EQ(0, AlertManager_SetBasicAlert("Panel RC-KMQ lost", "src", 2));  // the mark counts as shown
   EXPECT_TRUE(manager()->IsAnyUIAlertExist());
-  Deliver();
   Written();
   EXPECT_EQ(1, AlertManager_ClearAlert("Panel RC-KMQ lost", "src"));
   EXPECT_TRUE(Logged(LOG_DEBUG, "ClearAlert", "Clear alarm, name: >>Panel RC-KMQ lost<<, source: >>src<< from entry: 1"));
   EXPECT_EQ(SlotPaths("alarm", 1, "confirmation_received time severity"), Written());
-  EXPECT_FALSE(manager()->IsAnyUIAlertExist());
-  ASSERT_EQ(0, manager()->ClearAlert("Overheat", "fan"));
+  EXPECT_FALSE(manager()->IsAnyUIAlertExist());  // Overheat has no card
+  EXPECT_EQ(-1, AlertManager_ClearAlert("Overheat", "other") + manager()->DeleteAlert("Unknown", "fan") + 1);
   Deliver();
-  EXPECT_EQ((std::vector<std::string>{"Overheat/fan 0", "Panel RC-KMQ lost/src 0"}), Brief(manager()->GetActiveAlerts()));
-
-  EXPECT_EQ(-1, AlertManager_ClearAlert("Overheat", "other"));
-  EXPECT_EQ(-1, manager()->DeleteAlert("Unknown", "fan"));
-  Written();
+  EXPECT_EQ((std::vector<std::string>{"Overheat/fan 3", "Panel RC-KMQ lost/src 0"}), Brief(manager()->GetActiveAlerts()));
   EXPECT_EQ(0, manager()->DeleteAlert("Overheat", "fan"));
   EXPECT_TRUE(Logged(LOG_DEBUG, "DeleteAlert", "Delete alarm, name: >>Overheat<<, source: >>fan<< from entry: 0"));
   EXPECT_EQ(SlotPaths("alarm", 0, "additionalInfo1 additionalInfo2 category description time type probable_cause severity "
@@ -97,88 +85,64 @@ TEST_P(AlertTable, ClearKeepsTheAlarmShownAndDeleteFreesItNameLast) {
   EXPECT_EQ((std::vector<std::string>{"Panel RC-KMQ lost/src 0"}), Brief(manager()->GetActiveAlerts()));
 }
 
-TEST_P(AlertTable, EventsTakeNewSlotsAndTheTwentyFirstOverwritesTheOldest) {
+TEST_P(AlertTable, EventsTakeNewSlotsTheTwentyFirstOverwritesTheOldestAndDeleteFreesThePair) {
   manager();
   Written();
-  EXPECT_EQ(0, AlertManager_SetEvent("Boot", "sys", 1, "d", "a", nullptr, "c", 0, 0, 0));
+  EXPECT_EQ(0, AlertManager_SetEvent("Boot", "sys", 1, "d", "a", nullptr, "c", 0, 0, 4));
   EXPECT_EQ(SlotPaths("event", 0, "name severity additionalInfo1 additionalInfo2 category description time type "
                                   "probable_cause confirmation_received ui_notification source_component"), Written());
-  EXPECT_EQ(1, AlertManager_SetEvent("Boot", "sys", 1, "d", "a", nullptr, "c", 0, 0, 4));
-  EXPECT_EQ("Boot|sys|1|d|a||c|0|0|0|device_and_remote", Slot("event", 1));
-  for (int i = 2; i < AlertManager::kSlots; ++i) ASSERT_EQ(i, AlertManager_SetBasicEvent("Boot", "sys", 1));
+  EXPECT_EQ("Boot|sys|1|d|a||c|0|0|0|device_and_remote", Slot("event", 0));
+  for (int i = 1; i < AlertManager::kSlots; ++i) ASSERT_EQ(i, AlertManager_SetBasicEvent(i % 2 ? "Boot" : "Keep", "sys", 1));
   Deliver();
   EXPECT_EQ(20u, manager()->GetEventHistory().size());
-
-  // Slot 7 holds the smallest time: it is the one overwritten.
+  // Slot 7 holds the smallest time: it is the one overwritten, its name emptied first.
   ASSERT_EQ(VM_CFG_OK, s2492("2001-01-01T00:00:00", 7));
   Written();
   EXPECT_EQ(7, AlertManager_SetBasicEvent("Boot", "sys", 2));
   EXPECT_TRUE(Logged(LOG_DEBUG, "FindOldestEventEntry", "Find oldest entry in: 7"));
   EXPECT_TRUE(Logged(LOG_DEBUG, "AppendTempToSystemEventName", "System Event 7 changed to: Boot-temp"));
   const std::vector<std::string> written = Written();
-  ASSERT_EQ(13u, written.size());
-  EXPECT_EQ("status/event/7/name", written[0]);  // emptied before the new event is written
-  // With every time equal the first taken slot goes.
+  EXPECT_EQ(13u, written.size());
+  EXPECT_EQ("status/event/7/name", written.at(0));
+  EXPECT_EQ(19, manager()->DeleteEvent("Boot", "sys"));
+  EXPECT_TRUE(Logged(LOG_DEBUG, "DeleteEvent", "Delete event, name: >>Boot<<, source: >>sys<< from entry: 17"));
+  EXPECT_EQ(-1, manager()->DeleteEvent("Boot", "sys"));
+  EXPECT_EQ((std::vector<int>{2, 4, 6, 8, 10, 12, 14, 16, 18}), manager()->FindEventIndices("Keep", "sys"));
+  EXPECT_EQ("||0|||||0|0|0|disabled", Slot("event", 19));
+  // Slots after the first taken one compare whatever their names: emptied
+  // slot 3 has the smallest (empty) time; with every time equal the first
+  // taken slot goes.
+  EXPECT_EQ(3, manager()->FindOldestEventEntry());
   for (int i = 0; i < AlertManager::kSlots; ++i) ASSERT_EQ(VM_CFG_OK, s2492("2020-05-05T05:05:05", i));
-  EXPECT_EQ(0, AlertManager_SetBasicEvent("Other", "sys", 1));
-}
-
-TEST_P(AlertTable, DeleteEventFreesEverySlotOfThePair) {
-  for (const char* name : {"Sync", "Keep", "Sync", "Sync"}) AlertManager_SetBasicEvent(name, "ems", 1);
-  EXPECT_EQ((std::vector<int>{0, 2, 3}), manager()->FindEventIndices("Sync", "ems"));
-  EXPECT_EQ(3, manager()->DeleteEvent("Sync", "ems"));
-  EXPECT_TRUE(Logged(LOG_DEBUG, "DeleteEvent", "Delete event, name: >>Sync<<, source: >>ems<< from entry: 2"));
-  EXPECT_EQ(-1, manager()->DeleteEvent("Sync", "ems"));
-  for (int slot : {0, 2, 3}) EXPECT_EQ("||0|||||0|0|0|disabled", Slot("event", slot));
-  EXPECT_EQ("Keep", Param("status/event/1/name"));
-  // Slots after the first taken one compare whatever their names: the
-  // emptied slot 2 has the smallest (empty) time.
   EXPECT_EQ(2, manager()->FindOldestEventEntry());
-  manager()->DeleteEvent("Keep", "ems");
+  manager()->DeleteEvent("Keep", "sys");
   EXPECT_EQ(-1, manager()->FindOldestEventEntry());
   EXPECT_TRUE(Logged(LOG_DEBUG, "FindOldestEventEntry", "Event list is empty"));
 }
 
-TEST(AlertTableStartUp, RaisedAlarmsLoseTheirAcknowledgementClearedOnesKeepIt) {
-  TempDatabase db;
-  for (int slot : {0, 4, 19}) {
-    ASSERT_EQ(VM_CFG_OK, s2356(("A" + std::to_string(slot)).c_str(), slot));
-    ASSERT_EQ(VM_CFG_OK, s2359("src", slot));
-    ASSERT_EQ(VM_CFG_OK, s2355(1, slot));
-    ASSERT_EQ(VM_CFG_OK, s2358(slot == 4 ? 0 : 2, slot));
-  }
-  AlertManager* manager = AlertManager::GetInstance();
-  EXPECT_EQ((std::vector<int>{0, 1, 0}), (std::vector<int>{g675(0), g675(4), g675(19)}));
-  EXPECT_EQ((std::vector<std::string>{"A0/src 2", "A4/src 0", "A19/src 2"}), Brief(manager->GetActiveAlerts()));
-  EXPECT_EQ(1, manager->GetSystemAlert(4)->m_confirmationReceived);
-}
-
 TEST(AlertDescription, PlaceholdersAreFilledFromCommaSeparatedValues) {
-  const struct {
-    const char *description, *values, *filled;
-  } cases[] = {
+  const char* const cases[][3] = {
       {"[AI1] of [AI1] on [AI2]", "3,eth0", "3 of 3 on eth0"}, {"[AI1] of [AI2]", "", "[AI1] of [AI2]"},
       {"[AI1][AI2][AI3][AI4]", "3,,x", "3x[AI4]"},            {"[AI1]-[AI2]-[AI3]", ",b,", "-b-[AI3]"},
       {"[AI3] [AI1]", " ", "[AI3]  "},                        {"ten: [AI10]", "a,b,c,d,e,f,g,h,i,J", "ten: J"},
       // A replacement that forms the placeholder with the text around it is
-      // replaced as well, as a search from the start would find it.
+      // replaced as well; a value holding its own placeholder is inserted once.
       {"[AI[AI1]", "1]", "1]"},                               {"abcde[AI[AI1]", "1]", "abcde1]"},
-      // A value holding its own placeholder is inserted once per occurrence.
-      {"[AI1] and [AI1]", "<[AI1]>", "<[AI1]> and <[AI1]>"},  {"[AI2] [AI1]", "[AI1],x[AI2]x", "x[AI2]x [AI1]"},
-  };
-  for (const auto& c : cases) EXPECT_EQ(c.filled, AlertManager::BuildAlertDescription(c.description, c.values)) << c.description;
+      {"[AI1] and [AI1]", "<[AI1]>", "<[AI1]> and <[AI1]>"},  {"[AI2] [AI1]", "[AI1],x[AI2]x", "x[AI2]x [AI1]"}};
+  for (const auto& c : cases) EXPECT_EQ(c[2], AlertManager::BuildAlertDescription(c[0], c[1])) << c[0];
   LogCapture log;
   AlertManager::BuildAlertDescription("at [AI1]", "x");
   EXPECT_TRUE(log.Logged(VM_LOG_MODULE_ALERTS, LOG_DEBUG, "AlertManager", "BuildAlertDescription", "word: x, replaceStr: [AI1], replacePos: 3"));
-  EXPECT_TRUE(log.Logged(VM_LOG_MODULE_ALERTS, LOG_DEBUG, "AlertManager", "BuildAlertDescription", "filledDescription: at x"));
   // Found by fuzzing: this value forms its placeholder again with the text
   // on both sides, so every replacement makes another one.
-  const std::string bounded = AlertManager::BuildAlertDescription("[[AI1]]", "AI1]][[AI1");
-  EXPECT_TRUE(bounded.size() <= 16u * 1024u && bounded.size() > 16u * 1024u - 16u) << bounded.size();
+  const size_t filled = AlertManager::BuildAlertDescription("[[AI1]]", "AI1]][[AI1").size();
+  EXPECT_TRUE(filled <= 16u * 1024u && filled > 16u * 1024u - 16u) << filled;
   EXPECT_TRUE(log.Logged(VM_LOG_MODULE_ALERTS, LOG_ERR, "AlertManager", "BuildAlertDescription", "Placeholder [AI1] keeps reappearing"));
 }
 
-TEST_P(AlertTable, ACardIsMarkedForDeletionWhileNotificationsAreHeldBackAndKeptWhenItCannotBe) {
+// A card is marked for deletion while notifications are held back; one that
+// does not parse, belongs to a cleared record or does not fit 2047 bytes is kept.
+TEST_P(AlertTable, ACardIsMarkedForDeletionWhileNotificationsAreHeldBack) {
   ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("setup_wizard/state", "running"));
   ASSERT_EQ(0, AlertManager_SetAlert("Setup", "wiz", 2, nullptr, nullptr, R"({"channel":"c","onOff":true})", nullptr, 0, 0, 2));
   EXPECT_EQ(CardText("c", true, "", "", "", "", true), Param("status/alarm/0/additionalInfo2"));
@@ -186,40 +150,33 @@ TEST_P(AlertTable, ACardIsMarkedForDeletionWhileNotificationsAreHeldBackAndKeptW
   EXPECT_TRUE(Logged(LOG_ERR, "UpdateCardDelete", "uJson::DeSerializer failed"));
   EXPECT_EQ("not json", Param("status/alarm/1/additionalInfo2"));
   ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("setup_wizard/state", "done"));
-  // The card's text fills the 2048-byte buffer exactly, once its end is counted.
   const size_t room = 2047 - CardText("").size();
-  for (int severity : {0, 1}) {
-    for (size_t length : {room, room + 1}) {
-      SystemAlert record;
-      record.m_severity = severity;  // a cleared record is left alone
-      record.m_additionalInfo2 = R"({"content":{"text":")" + std::string(length, 'x') + R"("},"delete":true})";
-      const std::string given = record.m_additionalInfo2;
-      EXPECT_EQ(severity == 1 && length == room ? 1 : 0, manager()->UpdateCardDelete(&record));
-      EXPECT_EQ(severity == 1 && length == room ? CardText("", false, std::string(length, 'x')) : given, record.m_additionalInfo2);
-    }
+  for (const auto& sized : {std::make_pair(1, room), std::make_pair(0, room), std::make_pair(1, room + 1)}) {
+    SystemAlert record;
+    record.m_severity = sized.first;
+    record.m_additionalInfo2 = R"({"content":{"text":")" + std::string(sized.second, 'x') + R"("},"delete":true})";
+    const std::string given = record.m_additionalInfo2;
+    const bool rewritten = sized.first == 1 && sized.second == room;
+    EXPECT_EQ(rewritten ? 1 : 0, manager()->UpdateCardDelete(&record));
+    EXPECT_EQ(rewritten ? CardText("", false, std::string(room, 'x')) : given, record.m_additionalInfo2);
   }
   EXPECT_TRUE(Logged(LOG_ERR, "UpdateCardDelete", "uJson::Serializer failed to serialize card"));
 }
 
 TEST_P(AlertTable, ALockedDatabaseFailsTheCallAndLeavesTheTableAsItWas) {
   setenv("VM_CFG_BUSY_TIMEOUT_MS", "50", 1);
-  ASSERT_EQ(0, AlertManager_SetBasicAlert("Kept", "src", 3));
-  ASSERT_EQ(0, AlertManager_SetBasicEvent("Old", "src", 1));
-  const std::string alarm = Slot("alarm", 0), event = Slot("event", 0);
+  ASSERT_EQ(0, AlertManager_SetBasicAlert("Kept", "src", 3) + AlertManager_SetBasicEvent("Old", "src", 1));
+  const std::string tables = Slot("alarm", 0) + Slot("event", 0);
   sqlite3* other = nullptr;
   ASSERT_EQ(SQLITE_OK, sqlite3_open(db_.path().c_str(), &other));
   ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr));
   EXPECT_EQ(-1, AlertManager_SetBasicAlert("New", "src", 3));
   EXPECT_TRUE(Logged(LOG_ERR, "SetAlert", GetParam() ? "Cannot start a write batch" : "Failed to write alarm entry 1 (write 1 of 12"));
-  EXPECT_EQ(-1, AlertManager_ClearAlert("Kept", "src"));
-  EXPECT_EQ(-1, AlertManager_SetBasicEvent("Ev", "src", 1));
-  EXPECT_EQ(-1, manager()->DeleteAlert("Kept", "src"));
-  EXPECT_EQ(-1, manager()->DeleteEvent("Old", "src"));
-  EXPECT_EQ(-1, manager()->ConfirmationReceived("Kept", "src"));
-  EXPECT_EQ(-1, manager()->ConfirmationReceived("Old", "src"));
-  ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr));
+  EXPECT_EQ((std::vector<int>{-1, -1, -1, -1, -1, -1}),
+            (std::vector<int>{AlertManager_ClearAlert("Kept", "src"), AlertManager_SetBasicEvent("Ev", "src", 1), manager()->DeleteAlert("Kept", "src"),
+                              manager()->DeleteEvent("Old", "src"), manager()->ConfirmationReceived("Kept", "src"), manager()->ConfirmationReceived("Old", "src")}));
   sqlite3_close(other);
-  EXPECT_EQ(alarm + event, Slot("alarm", 0) + Slot("event", 0));
+  EXPECT_EQ(tables, Slot("alarm", 0) + Slot("event", 0));
   EXPECT_EQ("", Param("status/alarm/1/name") + Param("status/event/1/name"));
 }
 
