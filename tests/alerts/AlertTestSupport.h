@@ -67,9 +67,9 @@ class AlertTest : public testing::Test {
   testing::AssertionResult Logged(int level, const char* function, const std::string& text, const char* unit = "AlertManager") {
     return log_.Logged(VM_LOG_MODULE_ALERTS, level, unit, function, text);
   }
-  // The paths written since the last call, in write order.
-  std::vector<std::string> Written() {
-    std::vector<std::string> paths;
+  // The keys written since the last call, in write order, each after a blank.
+  std::string Written() {
+    std::string keys;
     sqlite3* db = nullptr;
     sqlite3_stmt* stmt = nullptr;
     sqlite3_open(db_.path().c_str(), &db);
@@ -79,14 +79,12 @@ class AlertTest : public testing::Test {
       seq_ = sqlite3_column_int64(stmt, 0);
       // A batch's row holds its paths, each ended by a NUL.
       const std::string row(static_cast<const char*>(sqlite3_column_blob(stmt, 1)), sqlite3_column_bytes(stmt, 1));
-      for (size_t start = 0, end; start < row.size(); start = end + 1) {
-        end = std::min(row.find('\0', start), row.size());
-        paths.push_back(row.substr(start, end - start));
-      }
+      std::istringstream paths(row);
+      for (std::string path; std::getline(paths, path, '\0');) keys += " " + path.substr(path.rfind('/') + 1);
     }
     sqlite3_finalize(stmt);
     sqlite3_close(db);
-    return paths;
+    return keys;
   }
   TempDatabase db_;
   RecordingObserver seen_;
@@ -103,14 +101,6 @@ inline std::string CardText(const std::string& channel, bool erase = false, cons
          R"(","subtitle":"","text":")" + text + R"(","images":[],"buttons":[)" + buttons + R"(]},"channel":")" + channel +
          R"(","originator":")" + originator + R"(","delete":)" + (erase ? "true" : "false") + R"(,"onOff":)" +
          (onOff ? "true" : "false") + R"(,"timeout":0,"sound":{"path":"","repeat":false},"type":")" + type + R"("})";
-}
-
-// "status/<kind>/<slot>/<key>" for each key of the space-separated list.
-inline std::vector<std::string> SlotPaths(const std::string& kind, int slot, const std::string& keys) {
-  std::vector<std::string> paths;
-  std::istringstream words(keys);
-  for (std::string key; words >> key;) paths.push_back("status/" + kind + "/" + std::to_string(slot) + "/" + key);
-  return paths;
 }
 
 #endif  // DEVMGMT_TESTS_ALERTS_ALERTTESTSUPPORT_H_
