@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include <algorithm>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -96,8 +95,8 @@ class AlertTest : public testing::Test {
 inline std::string CardText(const std::string& channel, bool erase = false, const std::string& text = "",
                             const std::string& issuer = "", const std::string& title = "", const std::string& buttons = "",
                             bool onOff = false, const std::string& type = "",
-                            const std::string& originator = uHeroCard::BuildOriginator(""), const std::string& version = "1.0") {
-  return R"({"content":{"version":")" + version + R"(","issuer":")" + issuer + R"(","title":")" + title +
+                            const std::string& originator = uHeroCard::BuildOriginator("")) {
+  return R"({"content":{"version":"1.0","issuer":")" + issuer + R"(","title":")" + title +
          R"(","subtitle":"","text":")" + text + R"(","images":[],"buttons":[)" + buttons + R"(]},"channel":")" + channel +
          R"(","originator":")" + originator + R"(","delete":)" + (erase ? "true" : "false") + R"(,"onOff":)" +
          (onOff ? "true" : "false") + R"(,"timeout":0,"sound":{"path":"","repeat":false},"type":")" + type + R"("})";
