@@ -40,7 +40,6 @@ TEST_P(AlertTable, SetAlertWritesEveryFieldInOrderUpdatesInPlaceAndRefusesATwent
 }
 
 TEST_P(AlertTable, MissingIdentityOrAnUnknownUiModeIsRefusedWithoutWriting) {
-  manager();
   Written();
   const struct {
     int result;
@@ -80,7 +79,6 @@ TEST_P(AlertTable, ClearKeepsTheAlarmAndDeleteFreesItNameLast) {
 }
 
 TEST_P(AlertTable, EventsTakeNewSlotsTheTwentyFirstOverwritesTheOldestAndDeleteFreesThePair) {
-  manager();
   Written();
   EXPECT_EQ(0, AlertManager_SetEvent("Boot", "sys", 1, "d", "a", nullptr, "c", 0, 0, 4));
   EXPECT_EQ(" name severity additionalInfo1 additionalInfo2 category description time type "

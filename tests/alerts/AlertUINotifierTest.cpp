@@ -7,6 +7,7 @@
 
 #include "alerts/AlertTestSupport.h"
 #include "alerts/AlertUINotifier.h"
+#include "platform/uJson.h"
 
 namespace {
 
@@ -88,6 +89,22 @@ TEST_F(Notifier, ACardOfUpTo2047BytesIsBuiltALongerOneIsEmpty) {
   notifier()->OpenCard(VM_UI_NOTIFICATION_REMOTE, "{}");
   EXPECT_TRUE(Logged(LOG_ERR, "OpenCard", "Failed to write the card to remote/console/command/card"));
   sqlite3_close(other);
+}
+
+TEST(HeroCard, ADefaultCardHasItsDefaultsInKeyOrder) {
+  TempDatabase db;
+  uHeroCard card("");
+  std::string text;
+  ASSERT_EQ(0, uJson::Serializer::Serialize(card, text));
+  EXPECT_EQ(CardText(""), text);
+}
+
+TEST(HeroCard, OriginatorIsDeviceAndProcessNameWithoutTheLineEnd) {
+  TempDatabase db;
+  for (const std::string name : {"x", "abcdefghijklmno"}) {  // the longest name the kernel keeps
+    ASSERT_EQ(0, prctl(PR_SET_NAME, name.c_str(), 0, 0, 0));
+    EXPECT_EQ("lobby-desk-phone-" + name + "|lobby-desk-phone-" + name + "-ui", uHeroCard("").m_originator.GetString() + "|" + uHeroCard::BuildOriginator("ui"));
+  }
 }
 
 // The whole path with two processes on one database: this process raises
