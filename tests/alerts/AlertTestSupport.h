@@ -1,5 +1,5 @@
 // What the alarm tests share: the fixture (a recording observer, the log,
-// the journal of writes in order), delivery, whole slots, records and cards.
+// the journal of writes in order), delivery, whole slots and whole cards.
 #ifndef DEVMGMT_TESTS_ALERTS_ALERTTESTSUPPORT_H_
 #define DEVMGMT_TESTS_ALERTS_ALERTTESTSUPPORT_H_
 
@@ -17,11 +17,17 @@
 #include "support/LogCapture.h"
 #include "support/TempDatabase.h"
 
+using Texts = std::vector<std::string>;
+
+// Keeps "name/source severity" of each alarm and event it is called with.
 class RecordingObserver : public AlertObserver {
  public:
-  void AlertCallback(SystemAlert* alert) override { alerts.push_back(*alert); }
-  void EventCallback(SystemAlert* event) override { events.push_back(*event); }
-  std::vector<SystemAlert> alerts, events;
+  static std::string Brief(const SystemAlert* r) {
+    return r->m_name + "/" + r->m_sourceComponent + " " + std::to_string(r->m_severity);
+  }
+  void AlertCallback(SystemAlert* alert) override { alerts.push_back(Brief(alert)); }
+  void EventCallback(SystemAlert* event) override { events.push_back(Brief(event)); }
+  Texts alerts, events;
 };
 
 // The change masks of a slot, which the library keeps to itself.
@@ -47,11 +53,14 @@ inline std::string Slot(const std::string& kind, int i) {
   return text.substr(1);
 }
 
-// "name/source severity" of each record.
-inline std::vector<std::string> Brief(const std::vector<SystemAlert>& records) {
-  std::vector<std::string> texts;
-  for (const SystemAlert& r : records) texts.push_back(r.m_name + "/" + r.m_sourceComponent + " " + std::to_string(r.m_severity));
-  return texts;
+// The flat calls, with what most cases leave out left out.
+inline int Alarm(const char* name, const char* source, int severity, int ui, const char* card = nullptr,
+                 const char* description = nullptr, const char* values = nullptr) {
+  return AlertManager_SetAlert(name, source, severity, description, values, card, nullptr, 0, 0, ui);
+}
+inline int Event(const char* name, const char* source, int severity, int ui, const char* card = nullptr,
+                 const char* description = nullptr, const char* values = nullptr) {
+  return AlertManager_SetEvent(name, source, severity, description, values, card, nullptr, 0, 0, ui);
 }
 
 // One database per test, the manager of this process, a recording
@@ -63,7 +72,8 @@ class AlertTest : public testing::Test {
     manager()->RegisterToAlert(&seen_, "ALL", "ALL");
     manager()->RegisterToEvent(&seen_, "ALL", "ALL");
   }
-  testing::AssertionResult Logged(int level, const char* function, const std::string& text, const char* unit = "AlertManager") {
+  testing::AssertionResult Logged(int level, const char* function, const std::string& text,
+                                  const char* unit = "AlertManager") {
     return log_.Logged(VM_LOG_MODULE_ALERTS, level, unit, function, text);
   }
   // The keys written since the last call, in write order, each after a blank.
@@ -77,13 +87,21 @@ class AlertTest : public testing::Test {
     while (sqlite3_step(stmt) == SQLITE_ROW) {
       seq_ = sqlite3_column_int64(stmt, 0);
       // A batch's row holds its paths, each ended by a NUL.
-      const std::string row(static_cast<const char*>(sqlite3_column_blob(stmt, 1)), sqlite3_column_bytes(stmt, 1));
-      std::istringstream paths(row);
+      std::istringstream paths(std::string(static_cast<const char*>(sqlite3_column_blob(stmt, 1)),
+                                           static_cast<size_t>(sqlite3_column_bytes(stmt, 1))));
       for (std::string path; std::getline(paths, path, '\0');) keys += " " + path.substr(path.rfind('/') + 1);
     }
     sqlite3_finalize(stmt);
     sqlite3_close(db);
     return keys;
+  }
+  // Holds the database's write lock until closed: every write fails (after 50 ms).
+  sqlite3* Lock() {
+    setenv("VM_CFG_BUSY_TIMEOUT_MS", "50", 1);
+    sqlite3* other = nullptr;
+    sqlite3_open(db_.path().c_str(), &other);
+    EXPECT_EQ(SQLITE_OK, sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr));
+    return other;
   }
   TempDatabase db_;
   RecordingObserver seen_;
@@ -93,13 +111,14 @@ class AlertTest : public testing::Test {
 
 // A whole card as the serialiser writes it, keys in the card's order.
 inline std::string CardText(const std::string& channel, bool erase = false, const std::string& text = "",
-                            const std::string& issuer = "", const std::string& title = "", const std::string& buttons = "",
-                            bool onOff = false, const std::string& type = "",
+                            const std::string& issuer = "", const std::string& title = "",
+                            const std::string& buttons = "", bool onOff = false, const std::string& type = "",
                             const std::string& originator = uHeroCard::BuildOriginator("")) {
   return R"({"content":{"version":"1.0","issuer":")" + issuer + R"(","title":")" + title +
-         R"(","subtitle":"","text":")" + text + R"(","images":[],"buttons":[)" + buttons + R"(]},"channel":")" + channel +
-         R"(","originator":")" + originator + R"(","delete":)" + (erase ? "true" : "false") + R"(,"onOff":)" +
-         (onOff ? "true" : "false") + R"(,"timeout":0,"sound":{"path":"","repeat":false},"type":")" + type + R"("})";
+         R"(","subtitle":"","text":")" + text + R"(","images":[],"buttons":[)" + buttons + R"(]},"channel":")" +
+         channel + R"(","originator":")" + originator + R"(","delete":)" + (erase ? "true" : "false") +
+         R"(,"onOff":)" + (onOff ? "true" : "false") + R"(,"timeout":0,"sound":{"path":"","repeat":false},"type":")" +
+         type + R"("})";
 }
 
 #endif  // DEVMGMT_TESTS_ALERTS_ALERTTESTSUPPORT_H_

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
 
 #include "alerts/AlertTestSupport.h"
 #include "alerts/AlertUINotifier.h"
@@ -14,11 +13,11 @@ namespace {
 const char* const kCard = "command/card";
 const char* const kRemoteCard = "remote/console/command/card";
 
-// The card the notifier builds for a record.
+// The card the notifier builds for a record of source "s".
 std::string BuiltCard(const std::string& issuer, const std::string& name, const std::string& text,
                       const std::string& originator = uHeroCard::BuildOriginator("")) {
-  return CardText(name + "/s", false, text, issuer, name, R"({"type":"OK","title":"Close","value":"","icon":""})", true,
-                  "Alert", originator);
+  return CardText(name + "/s", false, text, issuer, name, R"({"type":"OK","title":"Close","value":"","icon":""})",
+                  true, "Alert", originator);
 }
 
 class Notifier : public AlertTest {
@@ -31,33 +30,34 @@ class Notifier : public AlertTest {
 
 TEST_F(Notifier, InitShowsStandingAlarmsAgainAndEventsMakeCardsUnlessDisabled) {
   ASSERT_EQ(0, AlertManager_SetBasicAlert("Basic", "s", 2));
-  ASSERT_EQ(0, AlertManager_SetAlert("Remote", "s", 2, "ignored", nullptr, "<card/>", nullptr, 0, 0, 3));  // passed on unchecked
-  ASSERT_EQ(0, AlertManager_SetEvent("NotReplayed", "s", 1, nullptr, nullptr, nullptr, nullptr, 0, 0, 2));
+  ASSERT_EQ(0, Alarm("Remote", "s", 2, 3, "<card/>"));  // a given card is passed on unchecked
+  ASSERT_EQ(0, Event("NotReplayed", "s", 1, 2));
   Deliver();
   notifier()->Init();
   EXPECT_TRUE(Logged(LOG_DEBUG, "Init", "Init AlertUINotifier"));
   EXPECT_TRUE(Logged(LOG_DEBUG, "AlertCallback", "UI notification for Alert Basic is disabled"));
-  EXPECT_TRUE(Logged(LOG_DEBUG, "AlertCallback", "Report Alert - name: Remote, source component: s, severity: 2, uiNotification = 3"));
+  EXPECT_TRUE(Logged(LOG_DEBUG, "AlertCallback", "Report Alert - name: Remote, source component: s, severity: 2, "
+                                                 "uiNotification = 3"));
   EXPECT_TRUE(Logged(LOG_DEBUG, "CreateCard", "Get card from addInfo2"));
   EXPECT_EQ("<missing><card/>", Param(kCard) + Param(kRemoteCard));
-  ASSERT_EQ(1, AlertManager_SetEvent("Quiet", "s", 1, nullptr, nullptr, nullptr, nullptr, 0, 0, 0));
-  ASSERT_EQ(2, AlertManager_SetEvent("Closed", "s", 1, "c", nullptr, nullptr, nullptr, 0, 0, 1));
+  ASSERT_EQ(1, Event("Quiet", "s", 1, 0));
+  ASSERT_EQ(2, Event("Closed", "s", 1, 1, nullptr, "c"));
   Deliver();
   EXPECT_TRUE(Logged(LOG_DEBUG, "EventCallback", "UI notification for Event Quiet is disabled"));
   EXPECT_TRUE(Logged(LOG_DEBUG, "EventCallback", "Report Event - name: Closed, source component: s, severity: 1"));
   EXPECT_TRUE(Logged(LOG_DEBUG, "CreateCard", "card = \n" + BuiltCard("Event Notification", "Closed", "c")));
   EXPECT_EQ("<missing>", Param(kCard));  // value 1 builds the card but has no key
-  ASSERT_EQ(3, AlertManager_SetEvent("Shown", "s", 1, "up [AI1]", "1", nullptr, nullptr, 0, 0, 2));
+  ASSERT_EQ(3, Event("Shown", "s", 1, 2, nullptr, "up [AI1]", "1"));
   Deliver();
   EXPECT_EQ(BuiltCard("Event Notification", "Shown", "up 1"), Param(kCard));
 }
 
 TEST_F(Notifier, BothKeysInModeFourWithTheConsoleAdaptationOnlyAsACheck) {
-  const std::string given = R"({"content":{"issuer":"Setup","buttons":[{"type":"Set_Parameter","value":"audio/volume"},)"
-                            R"({"type":"Set_Parameter","value":"remote/audio/mute"},{"type":"OK","value":"x/y"}]}})";
-  EXPECT_EQ(CardText("", false, "", "Front of room -Setup", "",
+  const std::string given = R"({"content":{"issuer":"I","buttons":[{"type":"Set_Parameter","value":"audio/volume"},)"
+                            R"({"type":"Set_Parameter","value":"remote/mute"},{"type":"OK","value":"x/y"}]}})";
+  EXPECT_EQ(CardText("", false, "", "Front of room -I", "",
                      R"({"type":"Set_Parameter","title":"","value":"remote/for/audio/volume","icon":""},)"
-                     R"({"type":"Set_Parameter","title":"","value":"remote/audio/mute","icon":""},)"
+                     R"({"type":"Set_Parameter","title":"","value":"remote/mute","icon":""},)"
                      R"({"type":"OK","title":"","value":"x/y","icon":""})"),
             notifier()->CustomizeCardForRemote(given));
   notifier()->OpenCard(VM_UI_NOTIFICATION_DEVICE_AND_REMOTE, given);
@@ -79,40 +79,33 @@ TEST_F(Notifier, ACardOfUpTo2047BytesIsBuiltALongerOneIsEmpty) {
   record.m_name = "N";
   record.m_sourceComponent = "s";
   record.m_description = std::string(2047 - BuiltCard("Alarm Notification", "N", "").size(), 'w');
-  EXPECT_EQ(BuiltCard("Alarm Notification", "N", record.m_description), notifier()->BuildCardFromAlarm("Alarm Notification", &record));
+  EXPECT_EQ(BuiltCard("Alarm Notification", "N", record.m_description),
+            notifier()->BuildCardFromAlarm("Alarm Notification", &record));
   record.m_description += 'w';
   EXPECT_EQ("", notifier()->BuildCardFromAlarm("Alarm Notification", &record));
   EXPECT_TRUE(Logged(LOG_ERR, "SerializeCard", "cant display card , uJson::Serializer failed"));
-  setenv("VM_CFG_BUSY_TIMEOUT_MS", "50", 1);
-  sqlite3* other = nullptr;
-  ASSERT_EQ(SQLITE_OK, sqlite3_open(db_.path().c_str(), &other) | sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr));
+  sqlite3* other = Lock();
   notifier()->OpenCard(VM_UI_NOTIFICATION_REMOTE, "{}");
   EXPECT_TRUE(Logged(LOG_ERR, "OpenCard", "Failed to write the card to remote/console/command/card"));
   sqlite3_close(other);
 }
 
-TEST(HeroCard, ADefaultCardHasItsDefaultsInKeyOrder) {
-  TempDatabase db;
-  uHeroCard card("");
+TEST_F(Notifier, ADefaultCardHasItsDefaultsInKeyOrderAndItsOriginatorNamesDeviceAndProcess) {
   std::string text;
-  ASSERT_EQ(0, uJson::Serializer::Serialize(card, text));
+  ASSERT_EQ(0, uJson::Serializer::Serialize(uHeroCard(""), text));
   EXPECT_EQ(CardText(""), text);
-}
-
-TEST(HeroCard, OriginatorIsDeviceAndProcessNameWithoutTheLineEnd) {
-  TempDatabase db;
-  for (const std::string name : {"x", "abcdefghijklmno"}) {  // the longest name the kernel keeps
+  for (const std::string name : {"x", "abcdefghijklmno"}) {  // up to the longest name the kernel keeps
     ASSERT_EQ(0, prctl(PR_SET_NAME, name.c_str(), 0, 0, 0));
-    EXPECT_EQ("lobby-desk-phone-" + name + "|lobby-desk-phone-" + name + "-ui", uHeroCard("").m_originator.GetString() + "|" + uHeroCard::BuildOriginator("ui"));
+    EXPECT_EQ("lobby-desk-phone-" + name, uHeroCard("").m_originator.GetString());
+    EXPECT_EQ("lobby-desk-phone-" + name + "-ui", uHeroCard::BuildOriginator("ui"));
   }
 }
 
-// The whole path with two processes on one database: this process raises
-// and clears an alarm; the child, started after the raise, shows cards as
-// the device's user interface would and exits with 0 when it made two cards
-// and let the cleared one be.
+// Two processes on one database: this one raises and clears an alarm; the
+// other, started after the raise, shows and closes its card as the device's
+// user interface would, and exits 0 when it made exactly those two cards.
 TEST_F(Notifier, AnAlarmRaisedHereIsShownAndClosedByTheOtherProcess) {
-  ASSERT_EQ(0, AlertManager_SetAlert("Uplink", "s", 2, "Port [AI1] is [AI2]", "3,down", nullptr, "network", 0, 0, 2));
+  ASSERT_EQ(0, Alarm("Uplink", "s", 2, 2, nullptr, "Port [AI1] is [AI2]", "3,down"));
   const pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
@@ -125,22 +118,24 @@ TEST_F(Notifier, AnAlarmRaisedHereIsShownAndClosedByTheOtherProcess) {
     }
     int cards = 0;
     for (const CapturedLine& line : log_.lines()) cards += line.text.rfind("card = ", 0) == 0 ? 1 : 0;
-    _exit(cards == 2 && Logged(LOG_DEBUG, "AlertCallback", "UI notification for Alert Uplink is cleared") ? 0 : 10 + cards);
+    _exit(cards == 2 && Logged(LOG_DEBUG, "AlertCallback", "Alert Uplink is cleared") ? 0 : 10 + cards);
   }
-  const std::string shown = BuiltCard("Alarm Notification", "Uplink", "Port 3 is down", "lobby-desk-phone-cardviewer");
-  const std::string cleared = CardText("Uplink/s", true, "", "", "", "", false, "", "lobby-desk-phone-cardviewer");
-  for (const std::string& card : {shown, cleared}) {
+  const std::string viewer = "lobby-desk-phone-cardviewer";
+  const std::string cards[] = {BuiltCard("Alarm Notification", "Uplink", "Port 3 is down", viewer),
+                               CardText("Uplink/s", true, "", "", "", "", false, "", viewer)};
+  for (int cleared = 0; cleared < 2; ++cleared) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while ((Param(kCard) != card || g682(0) != (card == shown ? 2 : 1)) && std::chrono::steady_clock::now() < deadline) {
+    while ((Param(kCard) != cards[cleared] || g682(0) != 2 - cleared) && std::chrono::steady_clock::now() < deadline) {
       ConfigManager::Instance()->waitForChange(50);
     }
-    EXPECT_EQ(card + "|" + std::to_string(card == shown ? 2 : 1), Param(kCard) + "|" + std::to_string(g682(0)));
-    ASSERT_EQ(0, card == shown ? AlertManager_ClearAlert("Uplink", "s") : s2353("changed", 0));  // then a third notification
+    EXPECT_EQ(cards[cleared] + " ui " + std::to_string(2 - cleared), Param(kCard) + " ui " + std::to_string(g682(0)));
+    // Cleared next; then a third notification, of the closed alarm.
+    ASSERT_EQ(0, cleared == 0 ? AlertManager_ClearAlert("Uplink", "s") : s2353("changed", 0));
   }
   int status = 0;
   ASSERT_EQ(child, waitpid(child, &status, 0));
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "cards made: " << WEXITSTATUS(status) - 10;
-  EXPECT_EQ(cleared + "<missing>", Param(kCard) + Param(kRemoteCard));  // the closed alarm's card stays
+  EXPECT_EQ(cards[1] + "<missing>", Param(kCard) + Param(kRemoteCard));
 }
 
 }  // namespace

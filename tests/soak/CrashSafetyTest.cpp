@@ -61,13 +61,11 @@ std::string Stored(bool alarm, int key) {
 
 std::string IntegrityCheck(const std::string& path) {
   sqlite3* db = nullptr;
-  sqlite3_stmt* stmt = nullptr;
   std::string result = "cannot open";
-  if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK &&
-      sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &stmt, nullptr) == SQLITE_OK && sqlite3_step(stmt) == SQLITE_ROW) {
-    result = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
+  if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK) {
+    auto first = [](void* out, int, char** values, char**) { return *static_cast<std::string*>(out) = values[0], 0; };
+    sqlite3_exec(db, "PRAGMA integrity_check", first, &result, nullptr);
   }
-  sqlite3_finalize(stmt);
   sqlite3_close(db);
   return result;
 }
