@@ -32,7 +32,7 @@ TEST(Concurrency, EventsSentFromSeveralThreadsArriveWholeAndOnce) {
   std::thread receiver([&] {
     message_extra_t message;
     // Nothing for a second ends it: a send was lost.
-    for (int length; received.load() < kThreads * kPerThread && (length = emsc.Receive(message)) >= 0; received.fetch_add(1)) {
+    for (int length; received < kThreads * kPerThread && (length = emsc.Receive(message)) >= 0; ++received) {
       auto event = uDeviceManagementEventFactory::GetInstance()->CreateEventFromMessage(message, length);
       auto* status = dynamic_cast<SendIppStatusEv*>(event.get());
       statuses.insert(status != nullptr ? status->m_data.m_status.GetValue() : -1);

@@ -36,18 +36,21 @@ bool IsDelete(int i) { return IsAlarm(i) && (i / 2 / kAlarmKeys) % 3 == 2; }
 std::string AlarmName(int key) { return "crash" + std::to_string(key); }
 
 int Write(int i) {
-  const std::string n = std::to_string(i);
+  const std::string n = std::to_string(i), name = AlarmName(KeyOf(i));
   AlertManager* manager = AlertManager::GetInstance();
-  if (IsDelete(i)) return manager->DeleteAlert(AlarmName(KeyOf(i)), "writer") >= 0 || manager->FindAlertIndex(AlarmName(KeyOf(i)), "writer") < 0 ? 0 : 1;
-  if (IsAlarm(i)) return AlertManager_SetAlert(AlarmName(KeyOf(i)).c_str(), "writer", 1 + i % 5, ("d" + n).c_str(), n.c_str(), nullptr, ("c" + n).c_str(), i % 3, i % 7, 0);
-  return SetStatusSystemState(GetStatusSystemStatePath(KeyOf(i)), ("s" + n).c_str(), "r", ("i" + n).c_str());
+  if (IsDelete(i)) return manager->DeleteAlert(name, "writer") < 0 && manager->FindAlertIndex(name, "writer") >= 0;
+  if (!IsAlarm(i)) return SetStatusSystemState(GetStatusSystemStatePath(KeyOf(i)), ("s" + n).c_str(), "r", n.c_str());
+  return AlertManager_SetAlert(name.c_str(), "writer", 1 + i % 5, ("d" + n).c_str(), n.c_str(), nullptr,
+                               ("c" + n).c_str(), i % 3, i % 7, 0);
 }
 
 // What the key of write i holds after it, and what it holds now.
 std::string Expected(int i) {
   const std::string n = std::to_string(i);
-  if (!IsAlarm(i)) return "s" + n + "|i" + n;
-  return IsDelete(i) ? "none" : "d" + n + "|" + n + "|c" + n + "|" + std::to_string(1 + i % 5) + "|" + std::to_string(i % 3) + "|" + std::to_string(i % 7);
+  if (!IsAlarm(i)) return "s" + n + "|" + n;
+  if (IsDelete(i)) return "none";
+  return "d" + n + "|" + n + "|c" + n + "|" + std::to_string(1 + i % 5) + "|" + std::to_string(i % 3) + "|" +
+         std::to_string(i % 7);
 }
 std::string Stored(bool alarm, int key) {
   const char* path = GetStatusSystemStatePath(key);
@@ -72,7 +75,8 @@ std::string IntegrityCheck(const std::string& path) {
 
 TEST(AlarmAndStateCrashSafety, KilledWritersLoseNothingThatWasAcknowledged) {
   TempDatabase db;
-  const int rounds = std::getenv("DM_CRASH_ROUNDS") ? std::max(1, std::atoi(std::getenv("DM_CRASH_ROUNDS"))) : DM_CRASH_DEFAULT_ROUNDS;
+  const char* env = std::getenv("DM_CRASH_ROUNDS");
+  const int rounds = env != nullptr ? std::max(1, std::atoi(env)) : DM_CRASH_DEFAULT_ROUNDS;
   std::mt19937 random(20261124);
   int lastAcked = -1, kills = 0;
   std::set<int> cut;  // writes a kill may have cut: they may show, whole
@@ -115,15 +119,16 @@ TEST(AlarmAndStateCrashSafety, KilledWritersLoseNothingThatWasAcknowledged) {
         if (i > last && IsAlarm(i) == (alarm == 1) && KeyOf(i) == key) allowed.insert(Expected(i));
       }
       const std::string stored = Stored(alarm == 1, key);
-      EXPECT_EQ(1u, allowed.count(stored)) << (alarm ? AlarmName(key) : "state " + std::to_string(key)) << ": " << stored;
+      EXPECT_EQ(1u, allowed.count(stored)) << (alarm ? "alarm " : "state ") << key << ": " << stored;
     }
   }
   // A slot has a name and a source, or neither and nothing else.
   for (int i = 0; i < AlertManager::kSlots; ++i) {
     SystemAlert s;
     AlertManager::GetInstance()->CopyAlertElementFromCfg(&s, i);
-    const bool empty = (s.m_description + s.m_additionalInfo1 + s.m_category).empty() && s.m_severity + s.m_type + s.m_probableCause == 0;
-    EXPECT_TRUE(s.m_name.empty() == s.m_sourceComponent.empty() && (!s.m_name.empty() || empty)) << "slot " << i << " leaked";
+    const bool empty = (s.m_description + s.m_additionalInfo1 + s.m_category).empty() &&
+                       s.m_severity + s.m_type + s.m_probableCause == 0;
+    EXPECT_TRUE(s.m_name.empty() == s.m_sourceComponent.empty() && (!s.m_name.empty() || empty)) << i << " leaked";
   }
   std::fprintf(stderr, "kill loop: %d rounds, %d kills, %zu cut, integrity ok\n", rounds, kills, cut.size());
 }
