@@ -152,6 +152,7 @@ TEST_P(AlertTable, ACardIsMarkedForDeletionWhileNotificationsAreHeldBack) {
 }
 
 TEST_P(AlertTable, ALockedDatabaseFailsTheCallAndLeavesTheTableAsItWas) {
+  setenv("VM_CFG_BUSY_TIMEOUT_MS", "50", 1);
   ASSERT_EQ(0, AlertManager_SetBasicAlert("Kept", "src", 3) + AlertManager_SetBasicEvent("Old", "src", 1));
   const std::string tables = Slot("alarm", 0) + Slot("event", 0);
   sqlite3* other = Lock();

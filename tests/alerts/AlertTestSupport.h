@@ -95,9 +95,9 @@ class AlertTest : public testing::Test {
     sqlite3_close(db);
     return keys;
   }
-  // Holds the database's write lock until closed: every write fails (after 50 ms).
+  // Holds the database's write lock until closed: every write fails (after
+  // VM_CFG_BUSY_TIMEOUT_MS, which a test sets before its first call).
   sqlite3* Lock() {
-    setenv("VM_CFG_BUSY_TIMEOUT_MS", "50", 1);
     sqlite3* other = nullptr;
     sqlite3_open(db_.path().c_str(), &other);
     EXPECT_EQ(SQLITE_OK, sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr));

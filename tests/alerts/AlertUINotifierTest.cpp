@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 
 #include "alerts/AlertTestSupport.h"
 #include "alerts/AlertUINotifier.h"
@@ -75,6 +76,7 @@ TEST_F(Notifier, BothKeysInModeFourWithTheConsoleAdaptationOnlyAsACheck) {
 // The card's text fills the 2048-byte buffer once its end is counted; a card
 // that cannot be written is reported.
 TEST_F(Notifier, ACardOfUpTo2047BytesIsBuiltALongerOneIsEmpty) {
+  setenv("VM_CFG_BUSY_TIMEOUT_MS", "50", 1);
   SystemAlert record;
   record.m_name = "N";
   record.m_sourceComponent = "s";
