@@ -1,4 +1,5 @@
 #include <cstdlib>
+#include <cstring>
 
 #include "alerts/AlertTestSupport.h"
 
@@ -24,6 +25,10 @@ TEST_P(AlertTable, SetAlertWritesEveryFieldInOrderUpdatesInPlaceAndRefusesATwent
   EXPECT_EQ(" name severity time additionalInfo1 additionalInfo2 category description type probable_cause "
             "confirmation_received ui_notification source_component", Written());
   EXPECT_EQ("LinkDown|net|3|Link [AI1] down|eth0||network|7|9|0|device", Slot("alarm", 1));
+  char now[32];
+  EXPECT_EQ(0, AlertManager::GetFormatTimeStr(now, sizeof now));
+  EXPECT_EQ(19u, std::strlen(now));  // "%Y-%m-%dT%H:%M:%S"
+  EXPECT_EQ(19u, Param("status/alarm/1/time").size());
   // The same pair again keeps its slot; a new source is a new alarm, up to twenty.
   ASSERT_EQ(0, Alarm("LinkDown", "net", 4, 2, nullptr, "up"));
   EXPECT_TRUE(Logged(LOG_DEBUG, "SetAlert", "Update alert, name: >>LinkDown<<, source: >>net<< in entry: 1"));
@@ -43,8 +48,9 @@ TEST_P(AlertTable, MissingIdentityOrAnUnknownUiModeIsRefusedWithoutWriting) {
     int result;
     const char *function, *text;
   } refused[] = {
-      {AlertManager_SetBasicAlert("N", nullptr, 1) & AlertManager_ClearAlert(nullptr, "s"), "AlertManager_ClearAlert",
-       "Null name or source component"},
+      {Alarm(nullptr, "s", 1, 2) & Event("N", nullptr, 1, 2) & AlertManager_SetBasicAlert("N", nullptr, 1) &
+           AlertManager_ClearAlert(nullptr, "s"),
+       "AlertManager_ClearAlert", "Null name or source component"},
       {AlertManager_SetBasicAlert("", "s", 1), "SetAlert", "Set alert failed, empty name or source component"},
       {AlertManager_SetBasicEvent("N", "", 1), "SetEvent", "Set event failed, empty name or source component"},
       {Alarm("N", "s", 1, 5), "SetAlert", "Set alert failed, ui notification 5 is not 0-4. Name: >>N<<"},
