@@ -82,6 +82,8 @@ TEST_P(AlertTable, ClearKeepsTheAlarmAndDeleteFreesItNameLast) {
   EXPECT_EQ(2u, manager()->GetActiveAlerts().size());  // a cleared alarm counts
   manager()->UpdateAllNotifications();
   EXPECT_EQ("Panel RC-KMQ lost", manager()->GetActiveAlerts().at(0).m_name);
+  EXPECT_EQ(-1, manager()->InitAlertManager(nullptr));
+  EXPECT_EQ(0, manager()->InitAlertManager(ConfigManager::Instance()));
 }
 
 TEST_P(AlertTable, EventsTakeNewSlotsTheTwentyFirstOverwritesTheOldestAndDeleteFreesThePair) {
