@@ -1,13 +1,24 @@
 #include "support/LogCapture.h"
 
-LogCapture::LogCapture() { vm_log_set_sink(&LogCapture::Sink, this); }
+namespace {
+LogCapture* g_innermost = nullptr;
+}  // namespace
 
-LogCapture::~LogCapture() { vm_log_set_sink(nullptr, nullptr); }
+LogCapture::LogCapture() : m_outer(g_innermost) {
+  g_innermost = this;
+  vm_log_set_sink(&LogCapture::Sink, this);
+}
+
+LogCapture::~LogCapture() {
+  g_innermost = m_outer;
+  vm_log_set_sink(m_outer != nullptr ? &LogCapture::Sink : nullptr, m_outer);
+}
 
 void LogCapture::Sink(const vm_log_record* record, void* context) {
-  auto* self = static_cast<LogCapture*>(context);
-  self->m_lines.push_back(CapturedLine{record->module, record->level, record->unit,
-                                       record->function, record->line, record->text});
+  for (auto* capture = static_cast<LogCapture*>(context); capture != nullptr; capture = capture->m_outer) {
+    capture->m_lines.push_back(CapturedLine{record->module, record->level, record->unit, record->function,
+                                            record->line, record->text});
+  }
 }
 
 bool LogCapture::Contains(int level, const std::string& fragment) const {

@@ -1,4 +1,6 @@
-// Captures the log lines emitted while it is alive, for assertions.
+// Captures the log lines emitted while it is alive, for assertions. Captures
+// nest: an inner one also passes its lines to the outer, which takes over
+// again when the inner ends.
 #ifndef DEVMGMT_TESTS_SUPPORT_LOGCAPTURE_H_
 #define DEVMGMT_TESTS_SUPPORT_LOGCAPTURE_H_
 
@@ -39,6 +41,7 @@ class LogCapture {
  private:
   static void Sink(const vm_log_record* record, void* context);
   std::vector<CapturedLine> m_lines;
+  LogCapture* m_outer;
 };
 
 #endif  // DEVMGMT_TESTS_SUPPORT_LOGCAPTURE_H_
