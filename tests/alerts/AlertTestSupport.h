@@ -30,12 +30,6 @@ class RecordingObserver : public AlertObserver {
   Texts alerts, events;
 };
 
-// The change masks of a slot, which the library keeps to itself.
-struct AlertManagerTesting {
-  static int AlertFlag(int i) { return AlertManager::GetInstance()->m_ChangeAlertFlag[i]; }
-  static int EventFlag(int i) { return AlertManager::GetInstance()->m_ChangeEventFlag[i]; }
-};
-
 inline int Deliver() { return ConfigManager::Instance()->dispatchPending(); }
 
 inline std::string Param(const std::string& path) {
