@@ -89,14 +89,6 @@ class AlertTest : public testing::Test {
     sqlite3_close(db);
     return keys;
   }
-  // Holds the database's write lock until closed: every write fails (after
-  // VM_CFG_BUSY_TIMEOUT_MS, which a test sets before its first call).
-  sqlite3* Lock() {
-    sqlite3* other = nullptr;
-    sqlite3_open(db_.path().c_str(), &other);
-    EXPECT_EQ(SQLITE_OK, sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr));
-    return other;
-  }
   TempDatabase db_;
   RecordingObserver seen_;
   LogCapture log_;
