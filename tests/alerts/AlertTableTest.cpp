@@ -20,10 +20,8 @@ TEST_F(AlertTable, SetAlertWritesEveryFieldInOrderUpdatesInPlaceAndRefusesATwent
   EXPECT_TRUE(Logged(LOG_DEBUG, "SetAlert", "Update alert, name: >>LinkDown<<, source: >>net<< in entry: 1"));
   EXPECT_EQ("LinkDown|net|4|up||||0|0|0|device", Slot("alarm", 1));
   for (int i = 2; i < AlertManager::kSlots; ++i) ASSERT_EQ(0, Alarm("LinkDown", std::to_string(i).c_str(), 2, 0));
-  Written();
   EXPECT_EQ(-1, AlertManager_SetBasicAlert("LinkDown", "20", 2));
   EXPECT_TRUE(Logged(LOG_ALERT, "SetAlert", "Alarm list already full!!!"));
-  EXPECT_EQ("", Written());
   EXPECT_EQ(0, AlertManager_SetBasicAlert("LinkDown", "19", 5));  // an update still fits
   EXPECT_EQ("5", Param("status/alarm/19/severity"));
 }
@@ -55,7 +53,6 @@ TEST_F(AlertTable, ClearKeepsTheAlarmAndDeleteFreesItNameLast) {
       Logged(LOG_DEBUG, "ClearAlert", "Clear alarm, name: >>Panel RC-KMQ lost<<, source: >>src<< from entry: 1"));
   EXPECT_EQ(" confirmation_received time severity", Written());
   EXPECT_FALSE(manager()->IsAnyUIAlertExist());  // Overheat shows no card
-  Deliver();
   EXPECT_EQ(-1, AlertManager_ClearAlert("Overheat", "other") & manager()->DeleteAlert("Unknown", "fan"));
   EXPECT_EQ(0, manager()->DeleteAlert("Overheat", "fan"));
   EXPECT_TRUE(Logged(LOG_DEBUG, "DeleteAlert", "Delete alarm, name: >>Overheat<<, source: >>fan<< from entry: 0"));
@@ -75,7 +72,6 @@ TEST_F(AlertTable, EventsTakeNewSlotsTheTwentyFirstOverwritesTheOldestAndDeleteF
   for (int i = 1; i < AlertManager::kSlots; ++i) {
     ASSERT_EQ(i, AlertManager_SetBasicEvent(i % 2 ? "Boot" : "Keep", "s", 1));
   }
-  Deliver();
   // Slot 7 holds the smallest time: it is the one overwritten, its name emptied first.
   ASSERT_EQ(VM_CFG_OK, s2492("2001-01-01T00:00:00", 7));
   Written();
