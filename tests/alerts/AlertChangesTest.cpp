@@ -1,276 +1,143 @@
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "alerts/AlertManager.h"
 #include "alerts/AlertReporter.h"
 #include "alerts/AlertTestSupport.h"
 #include "alerts/AlertUINotifier.h"
-#include "support/LogCapture.h"
-#include "support/TempDatabase.h"
 
 namespace {
 
-class AlertChanges : public testing::Test {
- protected:
-  TempDatabase db_;
-  AlertManager* manager() { return AlertManager::GetInstance(); }
-};
+using AlertChanges = AlertTest;
 
-TEST_F(AlertChanges, ObserversReceiveWhatTheirFiltersMatch) {
-  RecordingObserver all;
-  RecordingObserver onlyX;
-  RecordingObserver xFromB;
-  ASSERT_EQ(0, manager()->RegisterToAlert(&all, "ALL", "ALL"));
-  ASSERT_EQ(0, manager()->RegisterToAlert(&onlyX, "X", "ALL"));
-  ASSERT_EQ(0, manager()->RegisterToAlert(&xFromB, "X", "b"));
-  ASSERT_EQ(0, manager()->RegisterToEvent(&all, "ALL", "ALL"));
-  LogCapture log;
+TEST_F(AlertChanges, ObserversReceiveWhatTheirFiltersMatchAndATakenSlotsOldAlarmCleared) {
+  RecordingObserver onlyX, xFromB;
+  Observe();
+  ASSERT_EQ(0, manager()->RegisterToAlert(&onlyX, "X", "ALL") + manager()->RegisterToAlert(&xFromB, "X", "b"));
   EXPECT_EQ(-1, manager()->RegisterToAlert(&onlyX, "ALL", "ALL"));  // the first filters stay
-  EXPECT_TRUE(log.Contains(LOG_WARNING, "is already registered"));
-
-  ASSERT_EQ(0, AlertManager_SetBasicAlert("X", "a", 1));
-  ASSERT_EQ(0, AlertManager_SetBasicAlert("Y", "b", 1));
-  ASSERT_EQ(0, AlertManager_SetBasicAlert("X", "b", 1));
-  ASSERT_EQ(0, AlertManager_SetBasicEvent("E", "c", 1));
+  EXPECT_TRUE(Logged(LOG_WARNING, "RegisterToAlert", "is already registered"));
+  for (const char* pair : {"Xa", "Yb", "Xb"}) AlertManager_SetBasicAlert(std::string(1, pair[0]).c_str(), pair + 1, 1);
   Deliver();
-  ASSERT_EQ(3u, all.alerts.size());
-  EXPECT_EQ("X", all.alerts[0].m_name);  // slot order
-  EXPECT_EQ("Y", all.alerts[1].m_name);
-  ASSERT_EQ(2u, onlyX.alerts.size());
-  EXPECT_EQ("a", onlyX.alerts[0].m_sourceComponent);
-  EXPECT_EQ("b", onlyX.alerts[1].m_sourceComponent);
-  ASSERT_EQ(1u, xFromB.alerts.size());
-  EXPECT_EQ(1, xFromB.alerts[0].m_severity);
-  ASSERT_EQ(1u, all.events.size());
-  EXPECT_EQ("E", all.events[0].m_name);
-  EXPECT_TRUE(onlyX.events.empty());
-  for (int i = 0; i < AlertManager::kSlots; ++i) EXPECT_EQ(0, AlertManagerTesting::ChangeAlertFlag(i));
+  EXPECT_EQ(Texts({"X/a 1", "X/b 1"}), onlyX.alerts);
+  EXPECT_EQ(Texts({"X/b 1"}), xFromB.alerts);
+  // Another process writes a different alarm into slot 0.
+  ASSERT_EQ(VM_CFG_OK, s2356("Successor", 0) | s2358(4, 0));
+  Deliver();
+  EXPECT_EQ(Texts({"X/a 1", "Y/b 1", "X/b 1", "X/a 0", "Successor/a 4"}), seen_.alerts);
 }
 
-TEST_F(AlertChanges, ASlotTakenOverReportsTheOldAlarmClearedFirst) {
-  RecordingObserver observer;
-  manager()->RegisterToAlert(&observer, "ALL", "ALL");
-  for (int i = 0; i < 4; ++i) ASSERT_EQ(0, AlertManager_SetBasicAlert(("A" + std::to_string(i)).c_str(), "s", 2));
+// Each watched field: a value written again reports nothing, a new one a
+// change (a new name or source also the old pair's clearing). An event's ui
+// notification is compared with the alarm table's, so only the alarm's is.
+TEST_F(AlertChanges, AChangedFieldIsReportedAndAValueWrittenAgainIsNot) {
+  const char* const fields[][2] = {{"name", "n"},          {"source_component", "o"}, {"severity", "5"},
+                                   {"additionalInfo1", "1"}, {"additionalInfo2", "2"},  {"category", "c"},
+                                   {"description", "d"},   {"probable_cause", "6"},   {"type", "7"},
+                                   {"ui_notification", "remote"}};
+  ASSERT_EQ(0, Alarm("A", "s", 1, 2) + Event("E", "s", 1, 2));
   Deliver();
-  observer.alerts.clear();
-  // Another process writes a different alarm into slot 3.
-  ASSERT_EQ(VM_CFG_OK, s2356("Successor", 3));
-  ASSERT_EQ(VM_CFG_OK, s2358(4, 3));
-  Deliver();
-  ASSERT_EQ(2u, observer.alerts.size());
-  EXPECT_EQ("A3", observer.alerts[0].m_name);
-  EXPECT_EQ(0, observer.alerts[0].m_severity);
-  EXPECT_EQ("Successor", observer.alerts[1].m_name);
-  EXPECT_EQ(4, observer.alerts[1].m_severity);
-  EXPECT_EQ("Successor", manager()->GetSystemAlert(3)->m_name);
+  Observe();
+  for (const auto& field : fields) {
+    for (const std::string table : {"status/alarm/0/", "status/event/0/"}) {
+      if (table[7] == 'e' && field[1] == fields[9][1]) continue;
+      for (const std::string& value : {Param(table + field[0]), std::string(field[1])}) {
+        seen_ = RecordingObserver();
+        ASSERT_EQ(VM_CFG_OK, vmCfgSetParam((table + field[0]).c_str(), value.c_str()));
+        Deliver();
+        EXPECT_EQ(value == field[1], seen_.alerts.size() + seen_.events.size() > 0) << table << field[0] << value;
+      }
+    }
+  }
+  EXPECT_TRUE(Logged(LOG_DEBUG, "HandleAlertsConfigChange", "m_ChangeAlertFlag[0] = 512"));
 }
 
-TEST_F(AlertChanges, OneChangedFieldSetsItsBitAndAnUnchangedValueNone) {
-  RecordingObserver observer;
-  manager()->RegisterToAlert(&observer, "ALL", "ALL");
-  for (int i = 0; i < 6; ++i) ASSERT_EQ(0, AlertManager_SetBasicAlert(("A" + std::to_string(i)).c_str(), "s", 2));
+// Paths that do not name a complete slot are ignored; once a slot has a name
+// and a source, only the paths delivered then are compared.
+TEST_F(AlertChanges, OnlyPathsOfACompleteSlotAreFollowed) {
+  Observe();
+  ASSERT_EQ(0, AlertManager_SetBasicAlert("A", "s", 2) + AlertManager_SetBasicEvent("E", "s", 2));
+  ASSERT_EQ(VM_CFG_OK, s2356("New", 4));  // delivered alone: no source yet
   Deliver();
-  observer.alerts.clear();
-
-  ASSERT_EQ(VM_CFG_OK, s2358(5, 5));
-  char key[] = "severity";
-  char path[] = "status/alarm/5/severity";
-  char* paths[] = {path};
-  EXPECT_EQ(0, manager()->HandleChangedAlertConfigPath(4, key));
-  EXPECT_EQ(0, manager()->HandleChangedAlertConfigPath(5, key));
-  EXPECT_EQ(0, AlertManagerTesting::ChangeAlertFlag(4));
-  EXPECT_EQ(0x4, AlertManagerTesting::ChangeAlertFlag(5));
-  EXPECT_EQ(0, AlertManager::HandleAlertConfigPathChange(paths, 1));
-  ASSERT_EQ(1u, observer.alerts.size());
-  EXPECT_EQ(5, observer.alerts[0].m_severity);
-  EXPECT_EQ(0, AlertManagerTesting::ChangeAlertFlag(5));
-  EXPECT_EQ(5, manager()->GetSystemAlert(5)->m_severity);
-  Deliver();  // the same change delivered again finds nothing new
-  EXPECT_EQ(1u, observer.alerts.size());
-
-  ASSERT_EQ(VM_CFG_OK, s2358(5, 5));  // the same value
-  ASSERT_EQ(VM_CFG_OK, s2354("text", 2));
-  ASSERT_EQ(VM_CFG_OK, s2362(2, 2));
-  ASSERT_EQ(VM_CFG_OK, s2360("2030-01-01T00:00:00", 2));  // time is not watched
-  char description[] = "description";
-  char ui[] = "ui_notification";
-  manager()->HandleChangedAlertConfigPath(2, description);
-  manager()->HandleChangedAlertConfigPath(2, ui);
-  EXPECT_EQ(0x40 | 0x200, AlertManagerTesting::ChangeAlertFlag(2));
-  Deliver();
-  ASSERT_EQ(2u, observer.alerts.size());
-  EXPECT_EQ("text", observer.alerts[1].m_description);
-}
-
-// Paths of a slot without a name or a source are ignored; once it has both,
-// only the paths delivered then are compared: a name delivered alone, then
-// the source, marks the source alone.
-TEST_F(AlertChanges, PathsOfAnIncompleteSlotAreIgnored) {
-  RecordingObserver observer;
-  manager()->RegisterToAlert(&observer, "ALL", "ALL");
-  LogCapture log;
-  ASSERT_EQ(VM_CFG_OK, s2356("New", 4));
-  Deliver();
-  EXPECT_TRUE(observer.alerts.empty());
+  ASSERT_EQ(VM_CFG_OK, s2358(3, 0) | s2490(3, 0));
+  std::string texts[] = {"status/alarm/20/severity", "status/alarm/-1/severity", "status/alarm/x/severity",
+                         "status/alarm/99999999999999999999/severity", "status/alarm/0", "status/alarm/0/",
+                         "status/alarm/4/name", "alarm/0/severity", "status/event/20/severity", "status/event/0/", ""};
+  std::vector<char*> paths = {nullptr};
+  for (std::string& text : texts) paths.push_back(&text[0]);
+  EXPECT_EQ(0, AlertManager::HandleAlertConfigPathChange(paths.data(), static_cast<int>(paths.size())));
+  EXPECT_EQ(0, AlertManager::HandleEventConfigPathChange(paths.data(), static_cast<int>(paths.size())));
   ASSERT_EQ(VM_CFG_OK, s2359("s", 4));
   Deliver();
-  EXPECT_TRUE(log.Contains(LOG_DEBUG, "m_ChangeAlertFlag[4] = 2"));
-  EXPECT_FALSE(log.Contains(LOG_DEBUG, "m_ChangeAlertFlag[4] = 3"));
-  ASSERT_EQ(1u, observer.alerts.size());
-  EXPECT_EQ("New", observer.alerts[0].m_name);
+  EXPECT_TRUE(Logged(LOG_DEBUG, "HandleAlertsConfigChange", "m_ChangeAlertFlag[4] = 2"));  // the source alone
+  EXPECT_EQ(Texts({"A/s 2", "A/s 3", "New/s 0"}), seen_.alerts);
+  EXPECT_EQ(Texts({"E/s 2", "E/s 3"}), seen_.events);
 }
 
-// After a pass the slot's copy is read from the database again, so what an
-// observer wrote meanwhile (the notifier's "card closed") does not come back
-// as a change: observers hear of a clear once.
-TEST_F(AlertChanges, ClearingAShownAlarmReachesObserversOnce) {
+// After a pass the slot's copy is read again, so what an observer wrote
+// meanwhile (the notifier's "card closed") does not come back as a change.
+TEST_F(AlertChanges, ClearingAShownAlarmReachesObserversOnceAndOverwrittenEventsNever) {
   AlertUINotifier::GetInstance()->Init();
-  RecordingObserver observer;
-  manager()->RegisterToAlert(&observer, "ALL", "ALL");
-  ASSERT_EQ(0, AlertManager_SetAlert("Shown", "s", 3, "d", nullptr, nullptr, nullptr, 0, 0, VM_UI_NOTIFICATION_DEVICE));
-  Deliver();
-  observer.alerts.clear();
-  ASSERT_EQ(0, AlertManager_ClearAlert("Shown", "s"));
-  Deliver();
-  Deliver();
-  ASSERT_EQ(1u, observer.alerts.size());
-  EXPECT_EQ(0, observer.alerts[0].m_severity);
-  EXPECT_EQ(VM_UI_NOTIFICATION_CLEARED, manager()->GetSystemAlert(0)->m_uiNotification);
-}
-
-TEST_F(AlertChanges, PathsThatDoNotNameAWrittenSlotAreIgnored) {
-  RecordingObserver observer;
-  manager()->RegisterToAlert(&observer, "ALL", "ALL");
-  manager()->RegisterToEvent(&observer, "ALL", "ALL");
-  ASSERT_EQ(0, AlertManager_SetBasicAlert("A", "s", 2));
-  Deliver();
-  observer.alerts.clear();
-  ASSERT_EQ(VM_CFG_OK, s2358(3, 0));
-  ASSERT_EQ(VM_CFG_OK, s2356("OnlyName", 1));  // no source yet
-  std::vector<std::string> texts = {"status/alarm/20/severity", "status/alarm/-1/severity",
-                                    "status/alarm/99999999999999999999/severity", "status/alarm/x/severity",
-                                    "status/alarm/0", "status/alarm/0/", "status/event/0/severity",
-                                    "alarm/0/severity", "status/alarm/1/severity", ""};
-  std::vector<char*> paths;
-  for (std::string& text : texts) paths.push_back(&text[0]);
-  paths.push_back(nullptr);
-  EXPECT_EQ(0, AlertManager::HandleAlertConfigPathChange(paths.data(), static_cast<int>(paths.size())));
-  EXPECT_TRUE(observer.alerts.empty());
-  EXPECT_EQ(0, AlertManager::HandleEventConfigPathChange(paths.data(), static_cast<int>(paths.size())));
-  EXPECT_TRUE(observer.events.empty());
-  char key[] = "severity";
-  EXPECT_EQ(-1, manager()->HandleChangedAlertConfigPath(20, key));
-  EXPECT_EQ(-1, manager()->HandleChangedEventConfigPath(-1, key));
-  char unknown[] = "time";
-  EXPECT_EQ(0, manager()->HandleChangedAlertConfigPath(0, unknown));
-  EXPECT_EQ(0, AlertManagerTesting::ChangeAlertFlag(0));
-}
-
-TEST_F(AlertChanges, OverwrittenEventsAreNotReportedClearedAndEventUiIsReadFromTheAlarmTable) {
-  RecordingObserver observer;
-  manager()->RegisterToEvent(&observer, "ALL", "ALL");
+  Observe();
+  ASSERT_EQ(0, Alarm("Shown", "s", 3, VM_UI_NOTIFICATION_DEVICE));
   for (int i = 0; i < AlertManager::kSlots; ++i) ASSERT_EQ(i, AlertManager_SetBasicEvent("Same", "s", 1));
   Deliver();
-  ASSERT_EQ(20u, observer.events.size());
-  observer.events.clear();
-  LogCapture log;
-  ASSERT_EQ(0, AlertManager_SetBasicEvent("Same", "s", 1));  // same name: "-temp" still marks the slot
+  seen_ = RecordingObserver();
+  ASSERT_EQ(0, AlertManager_ClearAlert("Shown", "s"));
+  ASSERT_EQ(0, AlertManager_SetBasicEvent("Same", "s", 2));  // same name: "-temp" still marks the slot
   Deliver();
-  ASSERT_EQ(1u, observer.events.size());
-  EXPECT_EQ("Same", observer.events[0].m_name);
-  EXPECT_TRUE(log.Contains(LOG_DEBUG, "m_ChangeEventFlag[0] = 1"));
-
-  // The event's ui notification is compared with alarm slot 0's.
-  ASSERT_EQ(VM_CFG_OK, s2362(3, 0));
-  char key[] = "ui_notification";
-  manager()->HandleChangedEventConfigPath(0, key);
-  EXPECT_EQ(0x200, AlertManagerTesting::ChangeEventFlag(0));
-  manager()->HandleEventsConfigChange();
-  EXPECT_EQ(0, AlertManagerTesting::ChangeEventFlag(0));
+  Deliver();
+  EXPECT_EQ(Texts({"Shown/s 0"}), seen_.alerts);
+  EXPECT_EQ(Texts({"Same/s 2"}), seen_.events);
+  EXPECT_EQ(VM_UI_NOTIFICATION_CLEARED, manager()->GetSystemAlert(0)->m_uiNotification);
 }
 
 TEST_F(AlertChanges, ConfirmationGoesToTheAlarmOrElseToEveryEventOfThePair) {
   AlertReporter reporter;
-  ASSERT_EQ(0, AlertManager_SetBasicAlert("Both", "s", 2));
-  ASSERT_EQ(0, AlertManager_SetBasicEvent("Both", "s", 1));
-  ASSERT_EQ(1, AlertManager_SetBasicEvent("Ev", "s", 1));
-  ASSERT_EQ(2, AlertManager_SetBasicEvent("Ev", "s", 1));
+  ASSERT_EQ(0, Alarm("Both", "s", 2, 4));
+  for (const char* name : {"Both", "Ev", "Ev"}) AlertManager_SetBasicEvent(name, "s", 1);
   Deliver();
-  EXPECT_EQ(0, reporter.ConfirmationReceived("Both", "s"));
-  EXPECT_EQ(1, g675(0));
-  EXPECT_EQ(0, g807(0));  // the alarm took it
-  EXPECT_EQ(1, manager()->GetSystemAlert(0)->m_confirmationReceived);
-  EXPECT_EQ(2, reporter.ConfirmationReceived("Ev", "s"));
-  EXPECT_EQ(1, g807(1));
-  EXPECT_EQ(1, g807(2));
-  EXPECT_EQ(1, manager()->GetSystemEvent(2)->m_confirmationReceived);
-  EXPECT_EQ(-1, reporter.ConfirmationReceived("None", "s"));
-  EXPECT_EQ(0, reporter.DeleteAlert("Both", "s"));
-  EXPECT_EQ(-1, reporter.DeleteAlert("Both", "s"));
-
-  ASSERT_EQ(0, AlertManager_SetAlert("Ui", "s", 2, nullptr, nullptr, nullptr, nullptr, 0, 0, 4));
-  EXPECT_EQ(4, manager()->GetUiNotification("Ui", "s"));
-  EXPECT_EQ(VM_CFG_OK, manager()->ClearUiNotification("Ui", "s"));
-  EXPECT_EQ(1, manager()->GetUiNotification("Ui", "s"));
-  EXPECT_EQ(0, manager()->GetUiNotification("None", "s"));
-  EXPECT_LT(manager()->ClearUiNotification("None", "s"), 0);
+  EXPECT_EQ(std::vector<int>({0, 2, -1}), std::vector<int>({reporter.ConfirmationReceived("Both", "s"),
+                                                            reporter.ConfirmationReceived("Ev", "s"),
+                                                            reporter.ConfirmationReceived("None", "s")}));
+  EXPECT_TRUE(Logged(LOG_DEBUG, "ConfirmationReceived", "Set alarm's Confirmation-Received flag, name: >>Both<<"));
+  EXPECT_EQ(std::vector<int>({1, 0, 1, 1}), std::vector<int>({g675(0), g807(0), g807(1), g807(2)}));
+  EXPECT_EQ(VM_CFG_OK, manager()->ClearUiNotification("Both", "s"));
+  EXPECT_EQ(1, manager()->GetUiNotification("Both", "s"));
 }
 
+// Cards are held back on the input-device screen and while the setup wizard
+// runs; a setting that cannot be read (absent) does not hold them back.
 TEST_F(AlertChanges, NotificationsAreHeldBackOnTheInputScreenAndDuringSetup) {
-  // The default profile: screen "home", wizard "done".
-  EXPECT_TRUE(manager()->ShouldDisplayNotifications());
-  vmCfgSetParam("status/settings/screen", "ConnectInputDevice");
-  EXPECT_FALSE(manager()->ShouldDisplayNotifications());
-  vmCfgSetParam("setup_wizard/state", "running");
-  vmCfgSetParam("status/settings/screen", "home");
-  EXPECT_FALSE(manager()->ShouldDisplayNotifications());
-  vmCfgSetParam("setup_wizard/state", "done");
-  EXPECT_TRUE(manager()->ShouldDisplayNotifications());
+  using Setting = std::pair<const char*, const char*>;
+  const char* const cases[][3] = {{"home", "done", "shown"},   {"ConnectInputDevice", "done", "held"},
+                                  {"home", "running", "held"}, {nullptr, nullptr, "shown"},
+                                  {nullptr, "running", "held"}, {nullptr, "done", "shown"},
+                                  {"home", nullptr, "shown"},  {"ConnectInputDevice", nullptr, "held"}};
+  for (const auto& c : cases) {
+    for (const auto& setting : {Setting{"status/settings/screen", c[0]}, Setting{"setup_wizard/state", c[1]}}) {
+      vmCfgDeleteParam(setting.first);
+      ASSERT_TRUE(setting.second == nullptr || vmCfgSetParam(setting.first, setting.second) == VM_CFG_OK);
+    }
+    EXPECT_EQ(c[2], std::string(manager()->ShouldDisplayNotifications() ? "shown" : "held")) << c[0] << " " << c[1];
+  }
 }
 
+// Rebuilding the tables asks for a new acknowledgement of raised alarms only.
 TEST_F(AlertChanges, UpdateAllRewritesCardsAndReplaysShownRecordsOnly) {
-  RecordingObserver observer;
-  manager()->RegisterToAlert(&observer, "ALL", "ALL");
-  manager()->RegisterToEvent(&observer, "ALL", "ALL");
-  ASSERT_EQ(0, AlertManager_SetAlert("Off", "s", 2, nullptr, nullptr, nullptr, nullptr, 0, 0, 0));
-  ASSERT_EQ(0, AlertManager_SetAlert("Closed", "s", 2, nullptr, nullptr, nullptr, nullptr, 0, 0, 1));
-  ASSERT_EQ(0, AlertManager_SetAlert("Shown", "s", 2, nullptr, nullptr, nullptr, nullptr, 0, 0, 3));
-  ASSERT_EQ(0, AlertManager_SetAlert("Carded", "s", 2, nullptr, nullptr, R"({"channel":"k"})", nullptr, 0, 0, 2));
-  ASSERT_EQ(0, AlertManager_SetBasicEvent("Ev0", "s", 1));
-  ASSERT_EQ(1, AlertManager_SetEvent("Ev1", "s", 1, nullptr, nullptr, R"({"channel":"e"})", nullptr, 0, 0, 2));
+  for (int ui : {0, 1, 3}) Alarm(("U" + std::to_string(ui)).c_str(), "s", 2, ui);
+  ASSERT_EQ(0, Alarm("Carded", "s", 2, 2, R"({"channel":"k"})"));
+  ASSERT_EQ(std::vector<int>({0, 1, 2}), std::vector<int>({Event("E2", "s", 1, 2), Event("E1", "s", 1, 1),
+                                                           Event("Carded", "s", 1, 2, R"({"channel":"e"})")}));
+  ASSERT_EQ(1, AlertManager_ClearAlert("U1", "s"));
   Deliver();
-  observer.alerts.clear();
-  observer.events.clear();
-  s2355(1, 2);  // acknowledged: rebuilding the table asks again
-
-  vmCfgSetParam("status/settings/screen", "ConnectInputDevice");
-  LogCapture log;
+  Observe();
+  ASSERT_EQ(VM_CFG_OK, s2355(1, 1) | s2355(1, 2) | vmCfgSetParam("status/settings/screen", "ConnectInputDevice"));
   manager()->UpdateAllNotifications();
-  EXPECT_TRUE(log.Contains(LOG_DEBUG, "update alarm Carded/s with new delete type true"));
-  EXPECT_TRUE(log.Contains(LOG_DEBUG, "update event Ev1/s with new delete type true"));
-  ASSERT_EQ(1u, observer.alerts.size());
-  EXPECT_EQ("Shown", observer.alerts[0].m_name);
-  EXPECT_TRUE(observer.events.empty());
-  EXPECT_EQ(0, g675(2));
-  EXPECT_NE(std::string::npos, Param("status/alarm/3/additionalInfo2").find("\"delete\":true"));
+  EXPECT_TRUE(Logged(LOG_DEBUG, "UpdateAllAlerts", "update alarm Carded/s with new delete type true"));
+  EXPECT_TRUE(Logged(LOG_DEBUG, "UpdateAllEvents", "update event Carded/s with new delete type true"));
+  EXPECT_EQ(Texts({"U3/s 2"}), seen_.alerts);
+  EXPECT_EQ(Texts({"E2/s 1"}), seen_.events);
+  EXPECT_EQ(std::vector<int>({1, 0}), std::vector<int>({g675(1), g675(2)}));
+  EXPECT_EQ(CardText("k", true), Param("status/alarm/3/additionalInfo2"));
   // The event's card lands in the alarm table's slot of the same number.
-  EXPECT_NE(std::string::npos, Param("status/alarm/1/additionalInfo2").find("\"channel\":\"e\""));
-  EXPECT_NE(std::string::npos, Param("status/event/1/additionalInfo2").find("\"delete\":false"));
-}
-
-TEST(AlertObserverBase, UnhandledCallbacksAreLogged) {
-  TempDatabase db;
-  AlertObserver base;
-  SystemAlert record;
-  LogCapture log;
-  base.AlertCallback(&record);
-  base.EventCallback(&record);
-  EXPECT_TRUE(log.Contains(LOG_DEBUG, "unhandled AlertCallback"));
-  EXPECT_TRUE(log.Contains(LOG_DEBUG, "unhandled EventCallback"));
-  ASSERT_FALSE(log.lines().empty());
-  EXPECT_EQ("AlertManager", log.lines()[0].unit);
+  EXPECT_EQ(CardText("e", true), Param("status/alarm/2/additionalInfo2"));
+  EXPECT_EQ(CardText("e"), Param("status/event/2/additionalInfo2"));
 }
 
 }  // namespace

@@ -1,30 +1,33 @@
-// What the alarm tests share: a recording observer, delivery, and the
-// change journal (to check the order of a function's writes).
+// What the alarm tests share: the fixture (a recording observer, the log,
+// the journal of writes in order), delivery, whole slots and whole cards.
 #ifndef DEVMGMT_TESTS_ALERTS_ALERTTESTSUPPORT_H_
 #define DEVMGMT_TESTS_ALERTS_ALERTTESTSUPPORT_H_
 
+#include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "alerts/AlertManager.h"
-#include "alerts/AlertObserver.h"
+#include "alerts/uHeroCard.h"
 #include "platform/ConfigManager.h"
 #include "platform/vmCfg.h"
+#include "support/LogCapture.h"
+#include "support/TempDatabase.h"
 
+using Texts = std::vector<std::string>;
+
+// Keeps "name/source severity" of each alarm and event it is called with.
 class RecordingObserver : public AlertObserver {
  public:
-  void AlertCallback(SystemAlert* alert) override { alerts.push_back(*alert); }
-  void EventCallback(SystemAlert* event) override { events.push_back(*event); }
-  std::vector<SystemAlert> alerts;
-  std::vector<SystemAlert> events;
-};
-
-// The change masks of a slot, which the library keeps to itself.
-struct AlertManagerTesting {
-  static int ChangeAlertFlag(int index) { return AlertManager::GetInstance()->m_ChangeAlertFlag[index]; }
-  static int ChangeEventFlag(int index) { return AlertManager::GetInstance()->m_ChangeEventFlag[index]; }
+  static std::string Brief(const SystemAlert* r) {
+    return r->m_name + "/" + r->m_sourceComponent + " " + std::to_string(r->m_severity);
+  }
+  void AlertCallback(SystemAlert* alert) override { alerts.push_back(Brief(alert)); }
+  void EventCallback(SystemAlert* event) override { events.push_back(Brief(event)); }
+  Texts alerts, events;
 };
 
 inline int Deliver() { return ConfigManager::Instance()->dispatchPending(); }
@@ -34,48 +37,74 @@ inline std::string Param(const std::string& path) {
   return vmCfgGetParam(path.c_str(), value, sizeof value) == VM_CFG_OK ? value : "<missing>";
 }
 
-// The paths journaled after `after`, in write order; LastSeq for the mark.
-class Journal {
- public:
-  explicit Journal(const std::string& db) { sqlite3_open(db.c_str(), &m_db); }
-  ~Journal() { sqlite3_close(m_db); }
-  long long LastSeq() {
-    long long seq = 0;
-    Query("SELECT COALESCE(MAX(seq), 0) FROM changes", [&](sqlite3_stmt* s) { seq = sqlite3_column_int64(s, 0); });
-    return seq;
+// Every field of slot `i` of "alarm" or "event" but the time, in one text.
+inline std::string Slot(const std::string& kind, int i) {
+  std::string text;
+  for (const char* key : {"name", "source_component", "severity", "description", "additionalInfo1", "additionalInfo2",
+                          "category", "type", "probable_cause", "confirmation_received", "ui_notification"}) {
+    text += "|" + Param("status/" + kind + "/" + std::to_string(i) + "/" + key);
   }
-  std::vector<std::string> PathsAfter(long long after) {
-    std::vector<std::string> paths;
-    const std::string sql = "SELECT path FROM changes WHERE seq > " + std::to_string(after) + " ORDER BY seq";
-    Query(sql.c_str(), [&](sqlite3_stmt* s) {
-      // A batch's row holds its paths, each ended by a NUL.
-      const std::string row(reinterpret_cast<const char*>(sqlite3_column_text(s, 0)),
-                            static_cast<size_t>(sqlite3_column_bytes(s, 0)));
-      for (size_t start = 0, end; start < row.size(); start = end + 1) {
-        end = row.find('\0', start);
-        if (end == std::string::npos) end = row.size();
-        paths.push_back(row.substr(start, end - start));
-      }
-    });
-    return paths;
-  }
+  return text.substr(1);
+}
 
- private:
-  template <typename Row>
-  void Query(const char* sql, Row row) {
-    sqlite3_stmt* stmt = nullptr;
-    if (sqlite3_prepare_v2(m_db, sql, -1, &stmt, nullptr) != SQLITE_OK) return;
-    while (sqlite3_step(stmt) == SQLITE_ROW) row(stmt);
-    sqlite3_finalize(stmt);
+// The flat calls, with what most cases leave out left out.
+inline int Alarm(const char* name, const char* source, int severity, int ui, const char* card = nullptr,
+                 const char* description = nullptr, const char* values = nullptr) {
+  return AlertManager_SetAlert(name, source, severity, description, values, card, nullptr, 0, 0, ui);
+}
+inline int Event(const char* name, const char* source, int severity, int ui, const char* card = nullptr,
+                 const char* description = nullptr, const char* values = nullptr) {
+  return AlertManager_SetEvent(name, source, severity, description, values, card, nullptr, 0, 0, ui);
+}
+
+// One database per test, the manager of this process, a recording
+// observer, the log lines of the alarm module and the journal of writes.
+class AlertTest : public testing::Test {
+ protected:
+  AlertManager* manager() { return AlertManager::GetInstance(); }
+  void Observe() {
+    manager()->RegisterToAlert(&seen_, "ALL", "ALL");
+    manager()->RegisterToEvent(&seen_, "ALL", "ALL");
   }
-  sqlite3* m_db = nullptr;
+  testing::AssertionResult Logged(int level, const char* function, const std::string& text,
+                                  const char* unit = "AlertManager") {
+    return log_.Logged(VM_LOG_MODULE_ALERTS, level, unit, function, text);
+  }
+  // The keys written since the last call, in write order, each after a blank.
+  std::string Written() {
+    std::string keys;
+    sqlite3* db = nullptr;
+    sqlite3_stmt* stmt = nullptr;
+    sqlite3_open(db_.path().c_str(), &db);
+    sqlite3_prepare_v2(db, "SELECT seq, path FROM changes WHERE seq > ?1 ORDER BY seq", -1, &stmt, nullptr);
+    sqlite3_bind_int64(stmt, 1, seq_);
+    while (sqlite3_step(stmt) == SQLITE_ROW) {
+      seq_ = sqlite3_column_int64(stmt, 0);
+      // A batch's row holds its paths, each ended by a NUL.
+      std::istringstream paths(std::string(static_cast<const char*>(sqlite3_column_blob(stmt, 1)),
+                                           static_cast<size_t>(sqlite3_column_bytes(stmt, 1))));
+      for (std::string path; std::getline(paths, path, '\0');) keys += " " + path.substr(path.rfind('/') + 1);
+    }
+    sqlite3_finalize(stmt);
+    sqlite3_close(db);
+    return keys;
+  }
+  TempDatabase db_;
+  RecordingObserver seen_;
+  LogCapture log_;
+  long long seq_ = 0;
 };
 
-// "status/<kind>/<slot>/<key>" for each key.
-inline std::vector<std::string> SlotPaths(const char* kind, int slot, const std::vector<std::string>& keys) {
-  std::vector<std::string> paths;
-  for (const std::string& key : keys) paths.push_back("status/" + std::string(kind) + "/" + std::to_string(slot) + "/" + key);
-  return paths;
+// A whole card as the serialiser writes it, keys in the card's order.
+inline std::string CardText(const std::string& channel, bool erase = false, const std::string& text = "",
+                            const std::string& issuer = "", const std::string& title = "",
+                            const std::string& buttons = "", bool onOff = false, const std::string& type = "",
+                            const std::string& originator = uHeroCard::BuildOriginator("")) {
+  return R"({"content":{"version":"1.0","issuer":")" + issuer + R"(","title":")" + title +
+         R"(","subtitle":"","text":")" + text + R"(","images":[],"buttons":[)" + buttons + R"(]},"channel":")" +
+         channel + R"(","originator":")" + originator + R"(","delete":)" + (erase ? "true" : "false") +
+         R"(,"onOff":)" + (onOff ? "true" : "false") + R"(,"timeout":0,"sound":{"path":"","repeat":false},"type":")" +
+         type + R"("})";
 }
 
 #endif  // DEVMGMT_TESTS_ALERTS_ALERTTESTSUPPORT_H_
