@@ -5,12 +5,11 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <system_error>
 
 #include "platform/vmCfg.h"
 #include "platform/vmLog.h"
+#include "support/TestPki.h"
 
 namespace fuzz {
 namespace {
@@ -46,18 +45,9 @@ const std::string& Directory() { return g_directory; }
 
 std::string WriteFile(const std::string& name, const uint8_t* data, size_t size) {
   const std::string path = g_directory + "/" + name;
-  std::FILE* file = std::fopen(path.c_str(), "wb");
-  if (file == nullptr) Fail("cannot create scratch file");
-  if (size > 0 && std::fwrite(data, 1, size, file) != size) Fail("cannot write scratch file");
-  std::fclose(file);
+  const std::string bytes(reinterpret_cast<const char*>(data), size);
+  if (!testpki::WriteFile(path, bytes)) Fail("cannot write scratch file");
   return path;
-}
-
-bool ReadFile(const std::string& path, std::string& out) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return false;
-  out.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  return true;
 }
 
 void Fail(const char* what) {

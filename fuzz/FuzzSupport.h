@@ -21,8 +21,6 @@ const std::string& Directory();
 // Writes the bytes to `name` inside the scratch folder and returns its path.
 std::string WriteFile(const std::string& name, const uint8_t* data, size_t size);
 
-// Reads a whole file; false when it can't be opened.
-bool ReadFile(const std::string& path, std::string& out);
 
 // Stops the run with a message when an invariant of the code under test
 // does not hold: libFuzzer reports it as a crash and keeps the input.

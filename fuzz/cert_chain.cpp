@@ -8,8 +8,8 @@
 //                           which the walk does not load)
 //   R|subject|issuer|P      CAROOT.crt
 //   I|file|subject|issuer|P an intermediate in CAcerts/
-//   X|file|bytes            any bytes as a file in CAcerts/ ("device.crt"
-//   Y|file|bytes            or "CAROOT.crt" as the file: at the top)
+//   X|file|bytes            any bytes as a file in CAcerts/ (the top files'
+//                           own bytes are cert_loader's inputs)
 //   S|name                  a subdirectory in CAcerts/
 //
 // Besides "no crash", the result must equal a walk over the names as
@@ -47,15 +47,11 @@ EVP_PKEY* SigningKey() {
 }
 
 std::vector<std::string> Split(const std::string& line, size_t maxFields) {
-  std::vector<std::string> fields;
-  size_t start = 0;
-  while (fields.size() + 1 < maxFields) {
-    const size_t bar = line.find('|', start);
-    if (bar == std::string::npos) break;
-    fields.push_back(line.substr(start, bar - start));
-    start = bar + 1;
+  std::vector<std::string> fields(1);
+  for (const char c : line) {
+    if (c == '|' && fields.size() < maxFields) fields.emplace_back();
+    else fields.back() += c;
   }
-  fields.push_back(line.substr(start));
   return fields;
 }
 
@@ -99,11 +95,6 @@ void WriteCert(const std::string& path, X509* cert, bool pem) {
   if (!(pem ? testpki::WriteCertPem(path, cert) : testpki::WriteCertDer(path, cert))) {
     fuzz::Fail("cannot write certificate file");
   }
-}
-
-// `name` is relative to the scratch folder.
-void WriteBytes(const std::string& name, const std::string& bytes) {
-  fuzz::WriteFile(name, reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
 }
 
 // A usable single path component: no '/', no NUL, not "." or "..", not
@@ -201,25 +192,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       const std::string issuerText = OneLine(issuer);
       if (subjectText.empty() || issuerText.empty()) continue;
       if (!model.issuers.emplace(subjectText, issuerText).second) model.ambiguous = true;
-    } else if (kind == 'X' || kind == 'Y') {
+    } else if (kind == 'X') {
       const auto fields = Split(rest, 2);
-      if (fields.size() < 2) continue;
       const std::string file = FileName(fields[0], items);
-      if (kind == 'X') {
-        if (!usedFiles.insert(file).second) continue;
-        WriteBytes("chain/CAcerts/" + file, fields[1]);
-        // Bytes that happen to load as a certificate are outside the model.
-        if (certificate_openssl* loaded = get_certificate((caDir + file).c_str())) {
-          cert_crypto_destroy(loaded);
-          model.ambiguous = true;
-        }
-      } else if (file == "device.crt" || file == "CAROOT.crt") {
-        WriteBytes("chain/" + file, fields[1]);
-        (file == "device.crt" ? model.device_issuer : model.root_subject).clear();
-        if (certificate_openssl* loaded = get_certificate((dir + "/" + file).c_str())) {
-          cert_crypto_destroy(loaded);
-          model.ambiguous = true;
-        }
+      if (fields.size() < 2 || !usedFiles.insert(file).second) continue;
+      fuzz::WriteFile("chain/CAcerts/" + file, reinterpret_cast<const uint8_t*>(fields[1].data()), fields[1].size());
+      // Bytes that happen to load as a certificate are outside the model.
+      if (certificate_openssl* loaded = get_certificate((caDir + file).c_str())) {
+        cert_crypto_destroy(loaded);
+        model.ambiguous = true;
       }
     } else if (kind == 'S') {
       const std::string file = FileName(rest, items);

@@ -5,6 +5,7 @@
 
 #include "fuzz/FuzzSupport.h"
 #include "state/SCEPEnrollUtility.h"
+#include "support/TestPki.h"
 
 namespace {
 
@@ -39,8 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   check_local_cert_validity(fuzz::Directory().c_str());
   if (!IsPemFile(path.c_str())) {
     ConvertCertToPemFile(path.c_str());
-    std::string after;
-    FUZZ_CHECK(fuzz::ReadFile(path, after));
+    const std::string after = testpki::ReadFile(path);
     // Either converted (then PEM) or untouched.
     FUZZ_CHECK(IsPemFile(path.c_str()) ||
                (after.size() == size && std::memcmp(after.data(), data, size) == 0));

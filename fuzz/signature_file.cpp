@@ -2,6 +2,8 @@
 // exactly the trailer's signature, or change nothing; a signature file of
 // any content must decode without harm and never verify by chance.
 
+#include <unistd.h>
+
 #include <cstring>
 #include <string>
 
@@ -34,17 +36,17 @@ void CheckSplit(const uint8_t* data, size_t size) {
     return;
   }
   FUZZ_CHECK(result == 0);
-  std::string payload, signature;
-  FUZZ_CHECK(fuzz::ReadFile(signedPath, payload));
+  const std::string payload = testpki::ReadFile(signedPath);
   const uint64_t position = size - 8;
   if (length > position) {
     FUZZ_CHECK(payload.size() == size && std::memcmp(payload.data(), data, size) == 0);
-    FUZZ_CHECK(!fuzz::ReadFile(signaturePath, signature));
+    FUZZ_CHECK(access(signaturePath.c_str(), F_OK) != 0);
     return;
   }
   const size_t start = static_cast<size_t>(position - length);
   FUZZ_CHECK(payload.size() == start && std::memcmp(payload.data(), data, start) == 0);
-  FUZZ_CHECK(fuzz::ReadFile(signaturePath, signature));
+  FUZZ_CHECK(access(signaturePath.c_str(), F_OK) == 0);
+  const std::string signature = testpki::ReadFile(signaturePath);
   FUZZ_CHECK(signature.size() == length && std::memcmp(signature.data(), data + start, signature.size()) == 0);
 }
 
