@@ -320,13 +320,15 @@ bool SignatureVerifier::verifyBuffer(const unsigned char* data, size_t length) {
                   EVP_DigestVerifyUpdate(ctx.get(), data, length) == 1 &&
                   EVP_DigestVerifyFinal(ctx.get(), m_signature.data(), m_signature.size()) == 1;
   if (!ok) PrintOpenSslErrors();
-  SIG_LOG(LOG_NOTICE, "%s", ok ? "OK" : "FAILED");
   return ok;
 }
 
 bool SignatureVerifier::verify(const std::vector<std::string>& files, const std::string& signaturePath) try {
   if (m_publicKey == nullptr || !initSignature(signaturePath) || !generateDigest(files)) return false;
-  return verifyBuffer(m_digest.data(), m_digest.size());
+  // The verdict is the list check's own line, as for a single file.
+  const bool ok = verifyBuffer(m_digest.data(), m_digest.size());
+  SIG_LOG(LOG_NOTICE, "%s", ok ? "OK" : "FAILED");
+  return ok;
 } DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_EMS, false)
 
 extern "C" int vm_verify_signature(const char* certificatePath, const char* file, const char* signaturePath) try {
