@@ -134,9 +134,6 @@ class DM_EXPORT AlertManager {
   void OpenRemoteAlerts();
 
  private:
-  // Tests read the change masks through it (tests/alerts/AlertTestSupport.h).
-  friend struct AlertManagerTesting;
-
   AlertManager();
   ~AlertManager();
   AlertManager(const AlertManager&) = delete;

@@ -37,7 +37,7 @@ void AlertUINotifier::Init() try {
   manager->RegisterToAlert(this, "ALL", "ALL");
   manager->RegisterToEvent(this, "ALL", "ALL");
   for (SystemAlert& alert : manager->GetActiveAlerts()) AlertCallback(&alert);
-} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", )
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, )
 
 void AlertUINotifier::AlertCallback(SystemAlert* alert) try {
   if (alert == nullptr) return;
@@ -52,7 +52,7 @@ void AlertUINotifier::AlertCallback(SystemAlert* alert) try {
   UI_LOG(LOG_DEBUG, "Report Alert - name: %s, source component: %s, severity: %d, uiNotification = %d",
          alert->m_name.c_str(), alert->m_sourceComponent.c_str(), alert->m_severity, alert->m_uiNotification);
   CreateCard("Alarm Notification", alert);
-} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", )
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, )
 
 void AlertUINotifier::EventCallback(SystemAlert* event) try {
   if (event == nullptr) return;
@@ -63,7 +63,7 @@ void AlertUINotifier::EventCallback(SystemAlert* event) try {
   UI_LOG(LOG_DEBUG, "Report Event - name: %s, source component: %s, severity: %d", event->m_name.c_str(),
          event->m_sourceComponent.c_str(), event->m_severity);
   CreateCard("Event Notification", event);
-} DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, "AlertManager", )
+} DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, )
 
 void AlertUINotifier::CreateCard(const std::string& issuer, SystemAlert* record) {
   if (record == nullptr) return;
