@@ -12,7 +12,9 @@ Each mutant is built in a private copy of the tree (only what changed is
 rebuilt) and the group's tests run against it: killed (a test failed),
 survived, or timed out (three times the unmutated run plus 20 s).
 
-Usage: scripts/mutants.sh [--jobs N] [--per-group N] [--seed N] [group...]
+Usage: scripts/mutants.sh [--jobs N] [--per-group N] [--seed N] [--elsewhere] [group...]
+With --elsewhere, each survivor also meets every other suite (slower): the
+report says which test of the project catches it, if any.
 Groups: alerts ems events auth peripherals security state platform tools.
 The report goes to stdout and build/mutants/report.txt.
 """
@@ -44,6 +46,9 @@ GROUPS = {
     "platform": ("platform", "platform_tests", []),
     "tools": ("tools", "tools_tests", ["dmctl"]),
 }
+
+# Suites that belong to no group but may still catch a group's mutant.
+OTHER_SUITES = ["abi_tests", "capi_tests", "soak_tests"]
 
 COMPARE = {"==": "!=", "!=": "==", "<": ">=", ">=": "<", ">": "<=", "<=": ">"}
 # Binary comparisons as the formatter writes them: spaced on both sides.
@@ -215,6 +220,20 @@ class Worker:
         return run(["cmake", "--build", self.build, f"-j{jobs}", "--target"] + self.targets(group), self.src,
                    env=self.env)
 
+    def test_elsewhere(self, group):
+        """The first test of another suite that fails, or None when all pass."""
+        rc, _ = run(["cmake", "--build", self.build, "-j1"], self.src, env=self.env)
+        if rc != 0:
+            return None
+        others = sorted({label for _, label, _ in GROUPS.values()} | set(OTHER_SUITES))
+        others.remove(GROUPS[group][1])
+        rc, out = run(ISOLATE + ["ctest", "--test-dir", self.build, "-L", "^(" + "|".join(others) + ")$", "-j1",
+                                 "--stop-on-failure", "--timeout", "120"], self.src, timeout=900, env=self.env)
+        if rc == 0:
+            return None
+        failed = re.search(r"Test\s+#\d+: (\S+) \.*\s*\*\*\*", out or "")
+        return failed.group(1) if failed else "a test of another suite (timed out)"
+
     def test(self, group, timeout):
         limit = ["--timeout", str(int(timeout))] if timeout else []
         return run(ISOLATE + ["ctest", "--test-dir", self.build, "-L", "^" + GROUPS[group][1] + "$", "-j1",
@@ -227,6 +246,8 @@ def main():
     parser.add_argument("--jobs", type=int, default=2)
     parser.add_argument("--per-group", type=int, default=40)
     parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--elsewhere", action="store_true",
+                        help="run every other suite against each survivor and say which test catches it")
     parser.add_argument("groups", nargs="*", default=list(GROUPS))
     args = parser.parse_args()
     for group in args.groups:
@@ -289,13 +310,14 @@ def main():
             else:
                 rc, _ = worker.test(group, 3 * baseline[group] + 20)
                 verdict = "timeout" if rc is None else "killed" if rc != 0 else "survived"
+            caught = worker.test_elsewhere(group) if verdict == "survived" and args.elsewhere else None
             with open(path, "w", encoding="utf-8", errors="surrogateescape") as handle:
                 handle.write(original)
             with lock:
                 if verdict == "stillborn":
                     state[group]["taken"] -= 1
                 else:
-                    results[group].append((verdict, rel, number, kind, old.strip(), new.strip()))
+                    results[group].append((verdict, rel, number, kind, old.strip(), new.strip(), caught))
                     print(f"{group:12} {verdict:9} {rel}:{number} {kind}: {new.strip()}", flush=True)
 
     threads = [threading.Thread(target=work, args=(w,)) for w in workers]
@@ -325,9 +347,11 @@ def main():
     report.append("")
     report.append("survivors:")
     for group in args.groups:
-        for verdict, rel, number, kind, old, new in sorted(results[group], key=lambda r: (r[1], r[2])):
+        for verdict, rel, number, kind, old, new, caught in sorted(results[group], key=lambda r: (r[1], r[2])):
             if verdict == "survived":
                 report.append(f"  {rel}:{number} {kind}: {old}  ->  {new}")
+                if caught:
+                    report.append(f"      caught by another suite: {caught}")
     report.append(f"\n{time.time() - started:.0f} s, seed {args.seed}, {args.jobs} jobs")
     text = "\n".join(report)
     print(text)
