@@ -231,8 +231,10 @@ class Worker:
                                  "--stop-on-failure", "--timeout", "120"], self.src, timeout=900, env=self.env)
         if rc == 0:
             return None
-        failed = re.search(r"Test\s+#\d+: (\S+) \.*\s*\*\*\*", out or "")
-        return failed.group(1) if failed else "a test of another suite (timed out)"
+        if rc is None:
+            return "a test of another suite (timed out)"
+        failed = re.search(r"^\s*\d+ - (\S+) \(", out, re.M) or re.search(r"#\d+: (\S+) \.*\s*\*\*\*", out)
+        return failed.group(1) if failed else "a test of another suite"
 
     def test(self, group, timeout):
         limit = ["--timeout", str(int(timeout))] if timeout else []
