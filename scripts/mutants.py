@@ -139,7 +139,7 @@ def candidates(path, rel):
     return found
 
 
-def group_mutants(group, per_group, seed):
+def group_mutants(group, seed):
     folder = GROUPS[group][0]
     files = subprocess.run(["git", "ls-files", "--", folder], cwd=ROOT, capture_output=True, text=True,
                            check=True).stdout.split()
@@ -276,7 +276,7 @@ def main():
         baseline[group] = time.time() - t0
         print(f"{group}: baseline tests {baseline[group]:.1f} s", flush=True)
 
-    pools = {group: group_mutants(group, args.per_group, args.seed) for group in args.groups}
+    pools = {group: group_mutants(group, args.seed) for group in args.groups}
     lock = threading.Lock()
     state = {group: {"next": 0, "taken": 0} for group in args.groups}
     results = {group: [] for group in args.groups}
