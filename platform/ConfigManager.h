@@ -44,9 +44,12 @@ class DM_EXPORT ConfigManager {
   // The same, for writers that want listeners to hear of their writes at once.
   int flushChangeNotificationMsg();
 
-  // Sleeps until the database may have changed (any process) or `timeout_ms`
-  // passed: 1 when woken by a change, 0 on time-out, -1 on failure. It waits
-  // on the file system's change signal; it does not poll the database.
+  // Sleeps until a commit (of any process) newer than the last one this
+  // returned 1 for is visible, or `timeout_ms` passed (-1: no limit): 1, 0 on
+  // time-out, -1 on failure. What is visible when the watch begins (the first
+  // registration or wait) counts as reported. It sleeps on the file system's
+  // change signal and reads the journal only after a wake, at the deadline,
+  // and in a few quick looks while a wake's commit is not yet visible.
   int waitForChange(int timeout_ms);
 
   // Starts or stops a thread that delivers changes as they are written.

@@ -1,6 +1,5 @@
 // dmctl config watch: every change of the stored parameters under some
 // prefixes, by any process, as it happens.
-#include <algorithm>
 #include <map>
 #include <string>
 #include <vector>
@@ -53,33 +52,23 @@ void AddConfigWatchCommand(CLI::App& config, Context& context) {
       }
       stop.Arrived();
     };
-    constexpr int kIdleWaitMs = 200;
-    int wait_ms = kIdleWaitMs;
     stop.Start();
     while (stop.KeepGoing()) {
       ForgetLibraryLog();
-      const int woken = manager->waitForChange(wait_ms);
+      const int woken = manager->waitForChange(200);
       if (woken < 0) throw Failure(Because("cannot watch the database"));
-      if (woken == 0 && wait_ms == kIdleWaitMs) continue;
+      if (woken == 0) continue;
       std::map<std::string, std::string> now = Snapshot(prefixes);
-      bool changed = false;
       for (const auto& entry : now) {
         const auto it = last.find(entry.first);
-        if (it == last.end() || it->second != entry.second) {
-          changed = true;
-          if (stop.Wants()) print(entry.first, TypedValue(entry.first, entry.second));
+        if ((it == last.end() || it->second != entry.second) && stop.Wants()) {
+          print(entry.first, TypedValue(entry.first, entry.second));
         }
       }
       for (const auto& entry : last) {
-        if (now.count(entry.first) == 0) {
-          changed = true;
-          if (stop.Wants()) print(entry.first, Cell());
-        }
+        if (now.count(entry.first) == 0 && stop.Wants()) print(entry.first, Cell());
       }
       last = std::move(now);
-      // A wake can come just before the commit that caused it is visible:
-      // one that showed nothing new is followed by quick looks (1, 2, 4 ... ms).
-      wait_ms = changed ? kIdleWaitMs : woken == 1 ? 1 : std::min(2 * wait_ms, kIdleWaitMs);
     }
   });
 }

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -20,6 +21,8 @@ namespace {
 constexpr int kMaxRounds = 8;
 constexpr size_t kJournalBatch = 8192;
 constexpr int kThreadWaitMs = 250;
+// The last quick look after a wake that showed no new commit (1 + 2 + ... + 128 ms in all).
+constexpr int kLastLookMs = 128;
 
 // Set while this thread runs callbacks: a dispatch asked for then is folded
 // into the running one instead of recursing.
@@ -30,6 +33,37 @@ thread_local bool t_dispatchAfterBatch = false;
 
 std::string Normalize(const std::string& path) {
   return (!path.empty() && path[0] == '/') ? path.substr(1) : path;
+}
+
+// The newest journal entry that waitForChange has reported (or found when the
+// watch began). The manager is one per process, so this is too.
+std::atomic<int64_t> g_reportedSeq{0};
+
+// Whether a commit newer than the last one reported is visible now.
+bool NewCommitVisible() {
+  int64_t latest = 0;
+  // An unreadable journal counts as news: the caller's own read meets the failure and reports it.
+  if (dmcfg::ConfigStore::Instance().LatestSeq(&latest) != VM_CFG_OK) return true;
+  return g_reportedSeq.exchange(latest) != latest;
+}
+
+// Reads every queued event; whether one was on the database's own files.
+bool DrainRelevantEvents(int inotify, const std::string& name) {
+  alignas(struct inotify_event) char buffer[4096];
+  bool relevant = false;
+  ssize_t length;
+  while ((length = read(inotify, buffer, sizeof buffer)) > 0) {
+    for (ssize_t offset = 0; offset < length;) {
+      const auto* event = reinterpret_cast<const struct inotify_event*>(buffer + offset);
+      // An overflowed queue may have dropped the database's own events.
+      if ((event->mask & IN_Q_OVERFLOW) != 0 ||
+          (event->len > 0 && std::strncmp(event->name, name.c_str(), name.size()) == 0)) {
+        relevant = true;
+      }
+      offset += static_cast<ssize_t>(sizeof(struct inotify_event) + event->len);
+    }
+  }
+  return relevant;
 }
 
 }  // namespace
@@ -161,6 +195,8 @@ bool ConfigManager::PrepareWatch() {
     m_inotify = -1;
     return false;
   }
+  // What is visible now counts as reported: the caller reads it before its first wait.
+  NewCommitVisible();
   return true;
 }
 
@@ -168,28 +204,25 @@ int ConfigManager::waitForChange(int timeout_ms) {
   if (!PrepareWatch()) return -1;
   struct pollfd fds[2] = {{m_inotify, POLLIN, 0}, {m_wake, POLLIN, 0}};
   const int count = m_wake >= 0 ? 2 : 1;
-  // Events on other files of the directory do not end the wait, nor extend it.
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+  // A commit's log frames are written (and wake us) just before the commit
+  // becomes visible to readers, and its becoming visible makes no file event:
+  // a wake that shows no new commit is followed by looks after 1, 2, 4 ... ms.
+  int look_ms = 0;
   for (;;) {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-    const int ready = poll(fds, count, timeout_ms < 0 ? -1 : static_cast<int>(std::max<int64_t>(0, left.count())));
-    if (ready < 0) return errno == EINTR ? 0 : -1;
-    if (ready == 0) return 0;
-    if (count == 2 && (fds[1].revents & POLLIN)) return 0;
-    // Drain the queue; only events on the database's own files count.
-    alignas(struct inotify_event) char buffer[4096];
-    bool relevant = false;
-    ssize_t length;
-    while ((length = read(m_inotify, buffer, sizeof buffer)) > 0) {
-      for (ssize_t offset = 0; offset < length;) {
-        const auto* event = reinterpret_cast<const struct inotify_event*>(buffer + offset);
-        if (event->len > 0 && std::strncmp(event->name, m_watchedName.c_str(), m_watchedName.size()) == 0) {
-          relevant = true;
-        }
-        offset += static_cast<ssize_t>(sizeof(struct inotify_event) + event->len);
-      }
-    }
-    if (relevant) return 1;
+    int wait_ms = timeout_ms < 0 ? -1 : static_cast<int>(std::max<int64_t>(0, left.count()));
+    const bool looking = look_ms > 0 && (wait_ms < 0 || look_ms < wait_ms);
+    if (looking) wait_ms = look_ms;
+    const int ready = poll(fds, count, wait_ms);
+    if (ready < 0 && errno != EINTR) return -1;
+    if (ready > 0 && count == 2 && (fds[1].revents & POLLIN)) return 0;
+    if (ready > 0 && !DrainRelevantEvents(m_inotify, m_watchedName)) continue;  // other files of the folder
+    // A wake, a look that is due, or the deadline (or a signal): a commit may be visible now.
+    if (NewCommitVisible()) return 1;
+    if (ready <= 0 && !looking) return 0;
+    look_ms = look_ms == 0 ? 1 : look_ms * 2;
+    if (look_ms > kLastLookMs) look_ms = 0;  // the commit never came: back to waiting for events
   }
 }
 
@@ -199,26 +232,10 @@ bool ConfigManager::startDeliveryThread() {
   if (m_wake < 0 || !PrepareWatch()) return false;
   m_stop = false;
   m_thread = std::thread([this] {
-    // A commit's log frames are written (and wake this thread) just before
-    // the commit becomes visible to readers: a wake that found nothing new
-    // is followed by shorter waits (1, 2, 4 ... ms) until the commit shows.
-    const auto cursor = [this] {
-      std::lock_guard<std::mutex> lock(m_dispatchMutex);
-      return m_cursor;
-    };
-    int wait_ms = kThreadWaitMs;
-    int woke = 0;
+    // Time-outs deliver too: a safety net that costs one journal query.
     while (!m_stop) {
-      const int64_t before = cursor();
       dispatchPending();
-      const bool found = cursor() != before;
-      if (found || (woke == 0 && wait_ms == kThreadWaitMs)) {
-        wait_ms = kThreadWaitMs;
-      } else {
-        wait_ms = woke == 1 ? 1 : std::min(2 * wait_ms, kThreadWaitMs);
-      }
-      woke = waitForChange(wait_ms);
-      if (woke < 0) usleep(kThreadWaitMs * 1000);
+      if (waitForChange(kThreadWaitMs) < 0) usleep(kThreadWaitMs * 1000);
     }
   });
   return true;

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <fstream>
 #include <mutex>
 #include <random>
 #include <string>
@@ -81,7 +82,9 @@ TEST_F(ConfigManagerTest, WritesOfAnotherProcessWakeAWaiterAndTheDeliveryThread)
   EXPECT_EQ(0, manager_->waitForChange(50));  // nothing written: a time-out
   WriteFromChild("shared/key", "from child");
   EXPECT_EQ(1, manager_->waitForChange(5000));
-  EXPECT_EQ(1, manager_->dispatchPending());
+  EXPECT_EQ(1, manager_->dispatchPending());  // a wake means the commit is visible
+  std::ofstream(db_.path() + "-probe") << "x";  // activity on the database's files without a commit
+  EXPECT_EQ(0, manager_->waitForChange(300));
   EXPECT_EQ("from child", Read("shared/key"));
   ASSERT_TRUE(manager_->startDeliveryThread());
   WriteFromChild("shared/key", "again");
