@@ -57,12 +57,15 @@ std::string uHeroCard::BuildOriginator(const std::string& suffix) {
   std::snprintf(path, sizeof path, "/proc/%d/comm", static_cast<int>(getpid()));
   std::string processName;
   const int fd = open(path, O_RDONLY | O_CLOEXEC);
-  if (fd >= 0) {
+  // Descriptor 0 (standard input closed) counts as a failed open, as it always
+  // has for card originators; it is still closed.
+  if (fd == 0) close(fd);
+  if (fd > 0) {
     char name[128];
     std::memset(name, 0, sizeof name);
     // One byte short of the buffer so the text always ends in a NUL.
     const ssize_t got = read(fd, name, sizeof name - 1);
-    if (got <= 0) {
+    if (got == 0) {
       DM_LOG(VM_LOG_MODULE_ALERTS, LOG_ERR, "Could not read process name.");
     }
     close(fd);

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -75,6 +76,19 @@ TEST_F(Notifier, ACardOfUpTo2047BytesIsBuiltALongerOneIsEmpty) {
   record.m_description += 'w';
   EXPECT_EQ("", notifier()->BuildCardFromAlarm("Alarm Notification", &record));
   EXPECT_TRUE(Logged(LOG_ERR, "SerializeCard", "cant display card , uJson::Serializer failed"));
+}
+
+// With standard input closed the name's file opens as descriptor 0, which
+// counts as a failed open: no process name, and the descriptor is closed.
+TEST_F(Notifier, AnOriginatorWhoseNameOpensAsDescriptorZeroHasNoName) {
+  Param("device/name");  // the database is open before: it would take descriptor 0 itself
+  const int input = dup(STDIN_FILENO);
+  close(STDIN_FILENO);
+  const std::string originator = uHeroCard::BuildOriginator("x");
+  const bool closed = fcntl(STDIN_FILENO, F_GETFD) == -1;
+  dup2(input, STDIN_FILENO);
+  close(input);
+  EXPECT_TRUE(originator == "lobby-desk-phone--x" && closed) << originator;
 }
 
 // Two processes on one database: this one raises and clears an alarm; the
