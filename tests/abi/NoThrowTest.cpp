@@ -37,6 +37,7 @@ void* AllocateOrThrow(std::size_t size) {
 }
 
 struct EntryPoint { const char* name; std::function<void()> call; };
+void PrintTo(const EntryPoint& entry, std::ostream* os) { *os << entry.name; }
 
 // A status (four zero bytes of payload), a provisioning, a sign-in reply cut short.
 message_extra_t g_message{413, 1, {}}, g_provisioning{413, 30, {}}, g_reply{264, 2, {}};
