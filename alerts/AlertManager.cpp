@@ -434,8 +434,9 @@ int AlertManager::GetFormatTimeStr(char* buffer, int size) {
   return strftime(buffer, static_cast<size_t>(size), "%Y-%m-%dT%H:%M:%S", &local) == 0 ? -1 : 0;
 }
 
-// The longest text filling may produce: far above any card's text.
-constexpr size_t kMaxFilledDescription = 16 * 1024;
+// How far filling may go beyond filling each placeholder already in the
+// text once: far above what any value can form with its neighbours.
+constexpr size_t kMaxFillingBeyond = 16 * 1024;
 
 std::string AlertManager::BuildAlertDescription(const std::string& description, const std::string& values) {
   std::string result = description;
@@ -454,13 +455,16 @@ std::string AlertManager::BuildAlertDescription(const std::string& description, 
     // each occurrence in the description is replaced exactly once.
     const bool selfContaining = word.find(placeholder) != std::string::npos;
     size_t pos = result.find(placeholder);
+    // A word that forms its placeholder again with the text on both sides
+    // ("[[AI1]]" filled with "AI1][[AI1") would grow the text for ever: beyond
+    // the occurrences already there, growth and replacements are bounded.
+    size_t occurrences = 0;
+    for (size_t at = pos; at != std::string::npos; at = result.find(placeholder, at + 1)) ++occurrences;
+    const size_t maxSize = result.size() + occurrences * word.size() + kMaxFillingBeyond;
     size_t replacements = 0;
     while (pos != std::string::npos) {
-      // A word that forms its placeholder again with the text on both sides
-      // ("[[AI1]]" filled with "AI1][[AI1") would grow the text for ever:
-      // the filled text is bounded, and filling stops at the bound.
-      if (result.size() - placeholder.size() + word.size() > kMaxFilledDescription ||
-          ++replacements > kMaxFilledDescription) {
+      if (result.size() - placeholder.size() + word.size() > maxSize ||
+          ++replacements > occurrences + kMaxFillingBeyond) {
         ALERT_LOG(LOG_ERR, "Placeholder %s keeps reappearing; description left partly filled", placeholder.c_str());
         return result;
       }

@@ -93,8 +93,9 @@ class DM_EXPORT AlertManager {
   // Local time "%Y-%m-%dT%H:%M:%S" into `buffer`: 0, or -1 when it does not fit.
   static int GetFormatTimeStr(char* buffer, int size);
   // `description` with [AI1], [AI2], ... replaced by the comma-separated
-  // `values`, every occurrence. Filling stops (logged) before the text
-  // passes 16 KiB, as values can form their placeholder again without end.
+  // `values`, every occurrence. Filling stops (logged) once it has gone
+  // 16 KiB beyond filling each placeholder of the text once, as values can
+  // form their placeholder again without end.
   static std::string BuildAlertDescription(const std::string& description, const std::string& values);
   void AppendTempToSystemEventName(int index);
   // Marks the card in additional info 2 for deletion when notifications must

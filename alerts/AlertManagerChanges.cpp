@@ -241,8 +241,7 @@ void AlertManager::FindAndExecuteEventCb(SystemAlert* event) {
   ALERT_LOG(LOG_DEBUG, "=>");
   for (const auto& entry : m_eventObservers) {
     if (entry.first == nullptr || !Matches(entry.second, *event)) continue;
-    ALERT_LOG(LOG_DEBUG, "reporter = %p, Name: >>%s<<, Source: >>%s<<", static_cast<void*>(entry.first),
-              event->m_name.c_str(), event->m_sourceComponent.c_str());
+    ALERT_LOG(LOG_DEBUG, "reporter = %p", static_cast<void*>(entry.first));
     entry.first->EventCallback(event);
   }
   ALERT_LOG(LOG_DEBUG, "<=");

@@ -119,7 +119,8 @@ std::string AlertUINotifier::BuildCardFromAlarm(const std::string& issuer, Syste
 
 std::string AlertUINotifier::CustomizeCardForRemote(const std::string& text) {
   uHeroCard card("");
-  if (DeSerializerCard(text, card) != 0) {
+  // Parsed directly: a card that does not parse is reported by this line alone.
+  if (!uJson::DeSerializer::DeSerialize(card, text)) {
     UI_LOG(LOG_ERR, "CustomizeCardForRemote failed");
     return std::string();
   }

@@ -20,6 +20,13 @@ TEST_F(AlertChanges, ObserversReceiveWhatTheirFiltersMatchAndATakenSlotsOldAlarm
   ASSERT_EQ(VM_CFG_OK, s2356("Successor", 0) | s2358(4, 0));
   Deliver();
   EXPECT_EQ(Texts({"X/a 1", "Y/b 1", "X/b 1", "X/a 0", "Successor/a 4"}), seen_.alerts);
+  // The event twin's line names only the observer.
+  ASSERT_EQ(0, AlertManager_SetBasicEvent("E", "s", 1));
+  Deliver();
+  char expected[32];
+  std::snprintf(expected, sizeof expected, "reporter = %p", static_cast<void*>(&seen_));
+  const CapturedLine* line = log_.Find(LOG_DEBUG, "reporter = ");
+  EXPECT_EQ(expected, line != nullptr ? line->text : "<none>");
 }
 
 // Each watched field: a value written again reports nothing, a new one a
