@@ -48,12 +48,16 @@ void PrintOpenSslErrors() { ERR_print_errors_cb(log_error_cb, nullptr); }
 File OpenForStreaming(const std::string& path) {
   vmFileStatus status = VM_FILE_OK;
   const int fd = vmFileOpenInput(path.c_str(), 0, 0, &status);
+  const int error = errno;
   if (status == VM_FILE_NOT_REGULAR) SIG_LOG(LOG_ERR, "%s: %s", path.c_str(), vmFileStatusText(status));
   File file(fd >= 0 ? fdopen(fd, "rb") : nullptr);
   if (file) {
     setvbuf(file.get(), nullptr, _IOFBF, kStreamBuffer);
-  } else if (fd >= 0) {
-    close(fd);
+  } else {
+    if (fd >= 0) close(fd);
+    // The reason goes where OpenSSL's own file opening puts it: the error
+    // queue, which the caller prints.
+    ERR_raise_data(ERR_LIB_SYS, error != 0 ? error : EINVAL, "calling open(%s)", path.c_str());
   }
   return file;
 }
@@ -163,17 +167,18 @@ extern "C" int extract_signature(const char* signedFile, const char* signatureFi
   // start before the file (N > P), the start does not fit the 32-bit offset
   // of the format, the signature file can't be written, or both paths name
   // one file, nothing is changed.
+  // Like a copy that fails, a split that cannot be done changes nothing and
+  // logs nothing: the result is 0 either way, and the files' sizes tell.
   const bool fits = length <= static_cast<uint64_t>(position) &&
                     static_cast<uint64_t>(position) - length <= static_cast<uint64_t>(INT32_MAX);
-  const int64_t start = fits ? position - static_cast<int64_t>(length) : -1;
-  bool split = fits && !SameFile(signedFile, signatureFile);
-  if (split) {
-    split = CopyRange(fileno(file.get()), static_cast<off_t>(start), length, signatureFile) &&
-            CutAt(signedFile, opened, static_cast<off_t>(start));
+  if (!fits) return 0;
+  if (SameFile(signedFile, signatureFile)) {
+    // Copying a file onto itself would empty it before it is read.
+    SIG_LOG(LOG_ERR, "%s is both the signed file and the signature file; not split", signedFile);
+    return 0;
   }
-  if (!split) {
-    SIG_LOG(LOG_ERR, "Failed to split %s at %lld", signedFile, static_cast<long long>(start));
-  }
+  const off_t start = static_cast<off_t>(position - static_cast<int64_t>(length));
+  if (CopyRange(fileno(file.get()), start, length, signatureFile)) CutAt(signedFile, opened, start);
   return 0;
 } DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_EMS, -1)
 
@@ -201,7 +206,8 @@ bool SignatureVerifier::initPublicKey(const std::string& pem) {
   EVP_PKEY* key = text != nullptr ? PEM_read_bio_PUBKEY(text, nullptr, nullptr, nullptr) : nullptr;
   BIO_free(text);
   if (key == nullptr || EVP_PKEY_base_id(key) != EVP_PKEY_RSA) {
-    if (key != nullptr) SIG_LOG(LOG_ERR, "Not an RSA public key");
+    // A key of another type read fine: OpenSSL's reason for refusing to use it as RSA.
+    if (key != nullptr) ERR_raise(ERR_LIB_EVP, EVP_R_EXPECTING_AN_RSA_KEY);
     EVP_PKEY_free(key);
     PrintOpenSslErrors();
     return false;
@@ -265,7 +271,6 @@ bool SignatureVerifier::verify(const std::string& file, const std::string& signa
   SIG_LOG(LOG_NOTICE, "file: %s", file.c_str());
   File in = OpenForStreaming(file);
   if (!in) {
-    SIG_LOG(LOG_ERR, "Failed to open file: %s", file.c_str());
     PrintOpenSslErrors();
     return false;
   }
@@ -292,7 +297,6 @@ bool SignatureVerifier::generateDigest(const std::vector<std::string>& files) {
     File in = OpenForStreaming(files[i]);
     if (!in) {
       // An unreadable file is left out of the digest, not an error.
-      SIG_LOG(LOG_ERR, "Failed to open file: %s", files[i].c_str());
       PrintOpenSslErrors();
       continue;
     }
