@@ -36,8 +36,7 @@ int SetCrtDownloadSystemState(const std::string& source, std::string status, std
     // device's own certificate, so it is still running.
     if (status == "done" && info.find("CA") != std::string::npos && result == "success") status = "running";
   } else {
-    CERT_LOG(LOG_DEBUG, "Unknown certificate source %s: no state written", source.c_str());
-    return -1;
+    return -1;  // no state of its own: nothing is written
   }
   return SetStatusSystemState(path, status.c_str(), result.c_str(), info.c_str());
 } DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, -1)

@@ -92,11 +92,9 @@ int initCaSubjIssuerMap(std::map<std::string, std::string>& map, const char* dir
     return 0;
   }
   DIR* directory = opendir(dir);
-  if (directory == nullptr) {
-    CERT_LOG(LOG_ERR, "Can't open directory %s", dir);
-    return 0;
-  }
   CERT_LOG(LOG_DEBUG, "Checking directory %s for intermediate crt", dir);
+  // A folder that cannot be opened reads as an empty one: the walk then finds no link.
+  if (directory == nullptr) return 1;
   // The 64-bit form: on the 32-bit phone plain readdir stops with EOVERFLOW
   // at the first inode number past 32 bits.
   errno = 0;

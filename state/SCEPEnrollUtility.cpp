@@ -382,11 +382,14 @@ extern "C" void ConvertCertToPemFile(const char* path) try {
   // opened and there is no moment without a file.
   const std::string tmp = std::string(path) + "_tmp";
   std::string pem;
-  int status = DerFileAsPem(path, &pem);
+  // A step that fails is logged with the status a shell command exiting
+  // with 1 has, as the commands' callers know it.
+  constexpr int kCommandFailed = 1 << 8;
+  int status = DerFileAsPem(path, &pem) == 0 ? 0 : kCommandFailed;
   std::string command = std::string("openssl x509 -in ") + path + " -inform der -out " + tmp + " -outform pem";
   CERT_LOG(LOG_NOTICE, "command '%s' result = %d", command.c_str(), status);
   if (status != 0) return;
-  status = vmFileWrite(path, pem.data(), pem.size(), 0644, VM_FILE_DURABLE) == 0 ? 0 : 1;
+  status = vmFileWrite(path, pem.data(), pem.size(), 0644, VM_FILE_DURABLE) == 0 ? 0 : kCommandFailed;
   command = "mv " + tmp + " " + path;
   CERT_LOG(LOG_NOTICE, "command '%s' result = %d", command.c_str(), status);
 } DM_CATCH_AT_BOUNDARY_UNIT(VM_LOG_MODULE_ALERTS, CERT_LOG_UNIT, )
