@@ -80,9 +80,8 @@ void PeripheralDeviceRewriter::Init() { GetFilterListFromJsonFile(DefaultFilters
 bool PeripheralDeviceRewriter::GetFilterListFromJsonFile(const std::string& path,
                                                          PeripheralDeviceFiltersJson& out) try {
   const std::string content = peripherals::ReadFileText(path);
-  // Only the start of the document: it comes from outside.
-  DM_LOG(VM_LOG_MODULE_ALERTS, LOG_DEBUG, "fileName: %s buffer: %.*s", path.c_str(), VM_FILE_LOG_PREFIX,
-         content.c_str());
+  // Whole: the read's cap for JSON documents bounds the line.
+  DM_LOG(VM_LOG_MODULE_ALERTS, LOG_DEBUG, "fileName: %s buffer: %s", path.c_str(), content.c_str());
   return GetFilterListFromString(content, out);
 } DM_CATCH_AT_BOUNDARY(VM_LOG_MODULE_ALERTS, false)
 

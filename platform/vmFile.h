@@ -24,8 +24,6 @@ constexpr size_t VM_FILE_CAP_SIGNATURE = 64 * 1024;     // base64 signature text
 constexpr size_t VM_FILE_CAP_CERTIFICATE = 256 * 1024;  // one certificate, PEM or DER
 constexpr size_t VM_FILE_CAP_JSON = 1024 * 1024;        // filter and release documents
 constexpr size_t VM_FILE_CAP_KEY = 4096;                // the device key
-// Log lines quote at most this many bytes of a file's content.
-constexpr int VM_FILE_LOG_PREFIX = 128;
 
 enum vmFileStatus {
   VM_FILE_OK = 0,
