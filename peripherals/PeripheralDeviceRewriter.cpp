@@ -120,8 +120,9 @@ bool PeripheralDeviceRewriter::RewritePeripheralInfo(const PeripheralInfo& in, P
     ConfiguredFilters& configured = Configured();
     std::lock_guard<std::mutex> guard(configured.lock);
     // A text not yet parsed to its end gets a fresh document: a half-filled
-    // one must not keep values of an older text.
-    if (!configured.parsed || !configured.document || configured.text.compare(text) != 0) {
+    // one must not keep values of an older text. A text that did not parse is
+    // parsed again each time, so each rewrite reports why.
+    if (!configured.parsed || !configured.valid || !configured.document || configured.text.compare(text) != 0) {
       configured.parsed = false;
       configured.text = text;
       configured.document.reset(new PeripheralDeviceFiltersJson());
