@@ -17,12 +17,8 @@
 
 #include "platform/uEventSerializer.h"
 #include "platform/uJson.h"
+#include "support/JsonText.h"
 #include "support/LogCapture.h"
-
-inline std::string Json(const ISerializable* record) {
-  std::string text;
-  return record != nullptr && uJson::Serializer::Serialize(*record, text) == 0 ? text : "(none)";
-}
 
 inline std::string Hex(const uint8_t* bytes, int length) {
   std::string hex;
@@ -66,7 +62,7 @@ void ExpectFamily(int family, const std::vector<EventRow<Event>>& rows) {
     ASSERT_EQ(row.built, !!back);
     if (back) {
       EXPECT_STREQ(row.name, back->GetStr());
-      EXPECT_EQ(row.values, Json(back->getEventData()));
+      EXPECT_EQ(row.values, back->getEventData() ? ToJson(*back->getEventData()) : "(none)");
     }
     event->SetReceiver(plain);
     LogCapture log;

@@ -6,14 +6,10 @@
 
 #include "platform/SampleRecord.h"
 #include "platform/uJson.h"
+#include "support/JsonText.h"
 #include "support/LogCapture.h"
 
 namespace {
-
-std::string ToJson(const ISerializable& root) {
-  std::string text;
-  return uJson::Serializer::Serialize(root, text) == 0 ? text : "<failed>";
-}
 
 const char kFilledJson[] =
     R"({"flag":true,"count":-2147483648,"text":"quote \" slash \\ tab \t é","note":"",)"
