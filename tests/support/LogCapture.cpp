@@ -21,8 +21,6 @@ void LogCapture::Sink(const vm_log_record* record, void* context) {
   }
 }
 
-bool LogCapture::Contains(int level, const std::string& fragment) const { return Find(level, fragment) != nullptr; }
-
 const CapturedLine* LogCapture::Find(int level, const std::string& fragment) const {
   for (auto line = m_lines.rbegin(); line != m_lines.rend(); ++line) {
     if (line->level == level && line->text.find(fragment) != std::string::npos) return &*line;

@@ -100,12 +100,6 @@ ProgramResult RunningProgram::Wait(int timeout_ms) {
   return result;
 }
 
-ProgramResult RunProgram(const std::string& program, const std::vector<std::string>& args,
-                         const std::string& input) {
-  RunningProgram running(program, args, input);
-  return running.Wait();
-}
-
 ProgramResult RunHostProgram(const std::vector<std::string>& argv) {
   if (argv.empty()) return ProgramResult();
   RunningProgram running(argv[0], std::vector<std::string>(argv.begin() + 1, argv.end()), "", false);

@@ -36,9 +36,6 @@ class RunningProgram {
   std::string m_directory;
 };
 
-ProgramResult RunProgram(const std::string& program, const std::vector<std::string>& args,
-                         const std::string& input = "");
-
 // Runs a program of the host (argv[0], found on PATH), never emulated.
 ProgramResult RunHostProgram(const std::vector<std::string>& argv);
 

@@ -1,7 +1,5 @@
 #include "support/TestPki.h"
 
-#include "support/RunProgram.h"
-
 #include <openssl/bio.h>
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
@@ -22,13 +20,14 @@ Cert MakeCert(EVP_PKEY* key, const CertSpec& spec) {
   Cert cert(X509_new());
   X509_set_version(cert.get(), 2);
   ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), spec.serial);
-  X509_NAME* name = X509_get_subject_name(cert.get());
-  X509_NAME_add_entry_by_txt(name, "C", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("US"), -1, -1, 0);
-  X509_NAME_add_entry_by_txt(name, "O", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("Test Org"), -1, -1,
-                             0);
-  X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
-                             reinterpret_cast<const unsigned char*>(spec.common_name.c_str()), -1, -1, 0);
-  X509_set_issuer_name(cert.get(), spec.issuer ? X509_get_subject_name(spec.issuer) : name);
+  const std::pair<const char*, std::string> fields[] = {{"C", "US"}, {"O", "Test Org"}, {"CN", spec.common_name}};
+  for (const auto& [field, value] : fields) {
+    X509_NAME_add_entry_by_txt(X509_get_subject_name(cert.get()), field, MBSTRING_ASC,
+                               reinterpret_cast<const unsigned char*>(value.c_str()), -1, -1, 0);
+  }
+  if (spec.subject_name != nullptr) X509_set_subject_name(cert.get(), spec.subject_name);
+  X509_NAME* issuer = spec.issuer ? X509_get_subject_name(spec.issuer) : X509_get_subject_name(cert.get());
+  X509_set_issuer_name(cert.get(), spec.issuer_name ? spec.issuer_name : issuer);
   X509_gmtime_adj(X509_getm_notBefore(cert.get()), spec.not_before_offset);
   if (spec.not_after != nullptr) {
     ASN1_TIME_set_string_X509(X509_getm_notAfter(cert.get()), spec.not_after);
@@ -97,12 +96,6 @@ std::string OpensslProgram() {
     if (access(candidate.c_str(), X_OK) == 0) return candidate;
   }
   return std::string();
-}
-
-bool RunProgram(const std::vector<std::string>& argv, std::string* out) {
-  const ProgramResult result = RunHostProgram(argv);
-  if (out != nullptr) *out = result.out;
-  return result.status == 0;
 }
 
 }  // namespace testpki
