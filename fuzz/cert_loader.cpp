@@ -34,7 +34,6 @@ void Inspect(const std::string& path) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Init();
   const std::string path = fuzz::WriteFile("device.crt", data, size);
   Inspect(path);
   check_local_cert_validity(fuzz::Directory().c_str());

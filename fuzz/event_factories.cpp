@@ -33,7 +33,6 @@ void CheckResend(Factory* factory, const EventPointer& event, const message_t& r
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Init();
   if (size > sizeof(message_t)) return 0;
   message_t message;
   std::memset(&message, 0, sizeof message);

@@ -8,7 +8,6 @@
 #include "fuzz/JsonRoundTrip.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Init();
   fuzz::CheckJsonRoundTrip<fuzz::ByPointer<uHeroCard>>(data, size,
                                                        [] { return std::make_unique<uHeroCard>(""); });
   const std::string text(reinterpret_cast<const char*>(data), size);

@@ -6,7 +6,6 @@
 #include "fuzz/FuzzSupport.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Init();
   if (size < 2) return 0;
   const unsigned start = data[0] % 64;
   const unsigned end = data[1] == 0xff ? 0xffffffffu : data[1];
