@@ -22,7 +22,6 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
-#include <sqlite3.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -33,7 +32,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
 #include <random>
 #include <set>
 #include <string>
@@ -46,6 +44,7 @@
 #include "events/uDeviceManagementAgent.h"
 #include "events/uDeviceManagementEventFactory.h"
 #include "platform/ConfigManager.h"
+#include "platform/config/ConfigReads.h"
 #include "state/uSystemState.h"
 #include "support/TempDatabase.h"
 #include "support/TestQueue.h"
@@ -96,18 +95,6 @@ class Recorder : public AlertObserver {
   int torn = 0;
 };
 
-// Runs `sql` on a read-only connection, calling `row` for each row.
-void Query(const std::string& db, const char* sql, const std::function<void(sqlite3_stmt*)>& row) {
-  sqlite3* handle = nullptr;
-  sqlite3_stmt* stmt = nullptr;
-  sqlite3_open_v2(db.c_str(), &handle, SQLITE_OPEN_READONLY, nullptr);
-  sqlite3_busy_timeout(handle, 5000);
-  sqlite3_prepare_v2(handle, sql, -1, &stmt, nullptr);
-  while (sqlite3_step(stmt) == SQLITE_ROW) row(stmt);
-  sqlite3_finalize(stmt);
-  sqlite3_close(handle);
-}
-
 // One process's run: random operations until the deadline or the count,
 // then delivery rounds until every process has seen the same last change,
 // then the checks. Returns the exit status.
@@ -155,8 +142,7 @@ int RunProcess(int self, int processes, int seconds, const std::string& db, Shar
     pthread_barrier_wait(&shared->barrier);
     for (int stable = 0; stable < 3; std::this_thread::sleep_for(std::chrono::milliseconds(20))) {
       const int calls = config->dispatchPending();
-      long long seq = -1;
-      Query(db, "SELECT MAX(seq) FROM changes", [&](sqlite3_stmt* row) { seq = sqlite3_column_int64(row, 0); });
+      const long long seq = std::atoll(RawSql(db, "SELECT MAX(seq) FROM changes").c_str());
       stable = calls == 0 && seq == shared->quietSeq[self] ? stable + 1 : 0;
       shared->quietSeq[self] = seq;
     }
@@ -286,10 +272,7 @@ TEST(AlarmAndStateCrashSafety, KilledWritersLoseNothingThatWasAcknowledged) {
     for (int value; read(fds[0], &value, sizeof value) == static_cast<ssize_t>(sizeof value);) lastAcked = value;
     close(fds[0]);
     cut.insert(lastAcked + 1);
-    std::string integrity = "cannot open";
-    Query(db.path(), "PRAGMA integrity_check",
-          [&](sqlite3_stmt* row) { integrity = reinterpret_cast<const char*>(sqlite3_column_text(row, 0)); });
-    ASSERT_EQ("ok", integrity) << "after round " << round;
+    ASSERT_EQ("ok", RawSql(db.path(), "PRAGMA integrity_check")) << "after round " << round;
   }
   // Each key holds its last acknowledged write or one cut after it, whole.
   for (int alarm = 0; alarm < 2; ++alarm) {
