@@ -32,19 +32,14 @@ std::string Join(const std::string& dir, const char* name) { return dir + "/" + 
 struct Door {
   const char* name;
   size_t cap;  // 0: streamed, no cap
-  void (*run)(const std::string& input);
+  void (*run)(std::string& input);
 };
 
 // One door per kind of reader: capped (certificates, JSON documents) and streamed.
 const Door kDoors[] = {
-    {"certificate", VM_FILE_CAP_CERTIFICATE, [](const std::string& in) { cert_crypto_destroy(get_certificate(in.c_str())); }},
-    {"signed_file", 0, [](const std::string& in) { extract_signature(in.c_str(), (in + ".sig").c_str()); }},
-    {"json", VM_FILE_CAP_JSON,
-     [](const std::string& in) {
-       std::string path = in;
-       ReleaseFWInfo info;
-       GetDetailInfoFromReleaseJson(path, info);
-     }},
+    {"certificate", VM_FILE_CAP_CERTIFICATE, [](std::string& in) { cert_crypto_destroy(get_certificate(in.c_str())); }},
+    {"signed_file", 0, [](std::string& in) { extract_signature(in.c_str(), (in + ".sig").c_str()); }},
+    {"json", VM_FILE_CAP_JSON, [](std::string& in) { ReleaseFWInfo info; GetDetailInfoFromReleaseJson(in, info); }},
 };
 
 void PrintTo(const Door& door, std::ostream* os) { *os << door.name; }
@@ -65,7 +60,7 @@ using HostileInput = OnDatabase<std::tuple<Door, int>>;
 TEST_P(HostileInput, IsRefusedQuickly) {
   const Door& door = std::get<0>(GetParam());
   const int kind = std::get<1>(GetParam());
-  const std::string path = Join(db_.directory(), "input");
+  std::string path = Join(db_.directory(), "input");
   ASSERT_TRUE(kind != kFifo || mkfifo(path.c_str(), 0600) == 0);
   ASSERT_TRUE(kind != kDevice || symlink("/dev/zero", path.c_str()) == 0);
   ASSERT_TRUE(kind <= kDevice || testpki::WriteFile(path, std::string(door.cap + (kind == kOverCap), 'A')));
