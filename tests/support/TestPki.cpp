@@ -1,14 +1,13 @@
 #include "support/TestPki.h"
 
+#include "support/RunProgram.h"
+
 #include <openssl/bio.h>
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
-#include <unistd.h>
 
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 
 namespace testpki {
 
@@ -61,9 +60,8 @@ bool WriteCertDer(const std::string& path, X509* cert) {
 }
 
 bool WritePrivateKeyPem(const std::string& path, EVP_PKEY* key) {
-  return WriteWith(path, [key](BIO* out) {
-    return PEM_write_bio_PrivateKey(out, key, nullptr, nullptr, 0, nullptr, nullptr);
-  });
+  return WriteWith(path,
+                   [key](BIO* out) { return PEM_write_bio_PrivateKey(out, key, nullptr, nullptr, 0, nullptr, nullptr); });
 }
 
 std::string PublicKeyPem(EVP_PKEY* key) {
@@ -87,15 +85,6 @@ bool WriteFile(const std::string& path, const std::string& bytes) {
   return static_cast<bool>(out);
 }
 
-std::string OpensslProgram() {
-  const char* path = std::getenv("PATH");
-  std::stringstream dirs(path ? path : "/usr/bin:/bin");
-  std::string dir;
-  while (std::getline(dirs, dir, ':')) {
-    const std::string candidate = (dir.empty() ? "." : dir) + "/openssl";
-    if (access(candidate.c_str(), X_OK) == 0) return candidate;
-  }
-  return std::string();
-}
+std::string OpensslProgram() { return RunHostProgram({"openssl", "version"}).status == 0 ? "openssl" : ""; }
 
 }  // namespace testpki

@@ -48,7 +48,7 @@ std::string PublicKeyPem(EVP_PKEY* key);
 std::string ReadFile(const std::string& path);
 bool WriteFile(const std::string& path, const std::string& bytes);
 
-// The openssl program on PATH, or "" when there is none (run it with
+// "openssl" when the openssl program is on PATH, or "" (run it with
 // RunHostProgram of support/RunProgram.h: fixed argument vector, no shell).
 std::string OpensslProgram();
 
