@@ -12,10 +12,8 @@
 #include "platform/vmLog.h"
 
 struct CapturedLine {
-  int module;
-  int level;
-  std::string unit;
-  std::string function;
+  int module, level;
+  std::string unit, function;
   int line;
   std::string text;
 };

@@ -10,8 +10,7 @@
 
 struct ProgramResult {
   int status = -1;  // exit status, or -1 when it did not exit normally
-  std::string out;
-  std::string err;
+  std::string out, err;
 };
 
 class RunningProgram {
