@@ -23,9 +23,9 @@ TEST(CProgram, ReachesEverySubsystemThroughTheCHeader) {
                     signature = dir.directory() + "/fw.sig";
   ASSERT_TRUE(testpki::WriteCertPem(cert, testpki::MakeCert(testpki::NewRsaKey().get(), {"c-device"}).get()));
   const std::string sigText = "c2lnbmF0dXJl";
-  std::string trailer(8, '\0');
-  trailer[0] = static_cast<char>(sigText.size());
-  ASSERT_TRUE(testpki::WriteFile(signedFile, "payload" + sigText + trailer));
+  // The trailer: the signature's length in 8 little-endian bytes.
+  const std::string bytes = "payload" + sigText + static_cast<char>(sigText.size()) + std::string(7, '\0');
+  ASSERT_TRUE(testpki::WriteFile(signedFile, bytes));
   const char* statePath = GetStatusSystemStatePath(11);
 
   const ProgramResult run = RunningProgram(C_PROGRAM_PATH, {cert, signedFile, signature, statePath}).Wait();

@@ -2,18 +2,15 @@
 // cap without hanging; every writer leaves planted links alone
 // and sets its modes whatever the umask; the database and its key are
 // refused in places others control.
-#include <dirent.h>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstring>
+#include <filesystem>
 #include <ostream>
 #include <string>
 #include <tuple>
-#include <vector>
 
 #include "peripherals/PeripheralDevices.h"
 #include "platform/vmCfg.h"
@@ -154,12 +151,9 @@ TEST_P(PlantedLinks, LeaveTheirVictimsAlone) {
   struct stat info;
   ASSERT_EQ(0, lstat(target.c_str(), &info));
   EXPECT_TRUE(writer.mode == 0 || (S_ISREG(info.st_mode) && writer.mode == (info.st_mode & 07777)));
-  DIR* folder = opendir(dir.c_str());  // no temporary file is left behind
-  while (const dirent* entry = folder ? readdir(folder) : nullptr) {
-    EXPECT_TRUE(entry->d_name[0] != '.' || !std::strcmp(entry->d_name, ".") || !std::strcmp(entry->d_name, ".."))
-        << entry->d_name;
+  for (const auto& entry : std::filesystem::directory_iterator(dir)) {  // no temporary file is left behind
+    EXPECT_NE('.', entry.path().filename().string()[0]) << entry.path();
   }
-  closedir(folder);
 }
 
 INSTANTIATE_TEST_SUITE_P(Writers, PlantedLinks, testing::ValuesIn(kWriters),

@@ -32,9 +32,7 @@ const CapturedLine* LogCapture::Find(int level, const std::string& fragment) con
                                               const std::string& function, const std::string& fragment) const {
   const CapturedLine* line = Find(level, fragment);
   if (line == nullptr) return ::testing::AssertionFailure() << "no line at level " << level << " with: " << fragment;
-  if (line->module == module && line->unit == unit && line->function == function) {
-    return ::testing::AssertionSuccess();
-  }
+  if (line->module == module && line->unit == unit && line->function == function) return ::testing::AssertionSuccess();
   return ::testing::AssertionFailure() << "\"" << fragment << "\" came from module " << line->module << ", "
                                        << line->unit << "::" << line->function << " (line " << line->line
                                        << "), expected module " << module << ", " << unit << "::" << function;

@@ -31,8 +31,7 @@ std::vector<std::string> Emulator() {
   std::vector<std::string> words;
 #ifdef DM_TEST_EMULATOR
   std::stringstream list(DM_TEST_EMULATOR);
-  std::string word;
-  while (std::getline(list, word, ';')) {
+  for (std::string word; std::getline(list, word, ';');) {
     if (!word.empty()) words.push_back(word);
   }
 #endif
