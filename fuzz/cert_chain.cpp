@@ -79,10 +79,10 @@ std::string OneLine(const X509_NAME* name) {
 }
 
 void WriteCert(const std::string& path, X509_NAME* subject, X509_NAME* issuer, bool pem) {
-  testpki::CertSpec spec;
-  spec.subject_name = subject;
-  spec.issuer_name = issuer;
-  const testpki::Cert cert = testpki::MakeCert(SigningKey(), spec);
+  testpki::CertSpec wanted;
+  wanted.subject_name = subject;
+  wanted.issuer_name = issuer;
+  const testpki::Cert cert = testpki::MakeCert(SigningKey(), wanted);
   FUZZ_CHECK(pem ? testpki::WriteCertPem(path, cert.get()) : testpki::WriteCertDer(path, cert.get()));
 }
 
