@@ -26,10 +26,7 @@ void RemoveDirectory() {
   std::filesystem::remove_all(g_directory, ignored);
 }
 
-}  // namespace
-
 void Init() {
-  if (!g_directory.empty()) return;
   char pattern[] = "/tmp/devmgmt-fuzz-XXXXXX";
   if (mkdtemp(pattern) == nullptr) Fail("mkdtemp");
   g_directory = pattern;
@@ -41,12 +38,13 @@ void Init() {
   vmCfgGetParam("device/model", value, sizeof value);
 }
 
+}  // namespace
+
 const std::string& Directory() { return g_directory; }
 
 std::string WriteFile(const std::string& name, const uint8_t* data, size_t size) {
   const std::string path = g_directory + "/" + name;
-  const std::string bytes(reinterpret_cast<const char*>(data), size);
-  if (!testpki::WriteFile(path, bytes)) Fail("cannot write scratch file");
+  if (!testpki::WriteFile(path, std::string(reinterpret_cast<const char*>(data), size))) Fail("cannot write file");
   return path;
 }
 
@@ -57,3 +55,10 @@ void Fail(const char* what) {
 }
 
 }  // namespace fuzz
+
+// libFuzzer's set-up hook, which the replay program calls too: every target
+// meets its first input with the process set up.
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  fuzz::Init();
+  return 0;
+}

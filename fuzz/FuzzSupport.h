@@ -10,12 +10,12 @@
 
 namespace fuzz {
 
-// Idempotent. Points VM_CFG_DB at a fresh temporary folder (removed at
+// LLVMFuzzerInitialize (FuzzSupport.cpp) sets the process up before the
+// first input: it points VM_CFG_DB at a fresh temporary folder (removed at
 // exit), keeps log lines out of syslog while still formatting them, and
 // opens the database so that the first input does not pay for it.
-void Init();
 
-// The process's scratch folder (Init must have run).
+// The process's scratch folder.
 const std::string& Directory();
 
 // Writes the bytes to `name` inside the scratch folder and returns its path.

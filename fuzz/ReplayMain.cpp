@@ -12,25 +12,23 @@
 #include <system_error>
 #include <vector>
 
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 int main(int argc, char** argv) {
   std::vector<std::filesystem::path> inputs;
   for (int i = 1; i < argc; ++i) {
-    std::error_code error;
-    if (std::filesystem::is_directory(argv[i], error)) {
-      std::vector<std::filesystem::path> files;
-      for (const auto& entry : std::filesystem::directory_iterator(argv[i], error)) files.push_back(entry.path());
-      std::sort(files.begin(), files.end());
-      inputs.insert(inputs.end(), files.begin(), files.end());
-    } else {
-      inputs.emplace_back(argv[i]);
-    }
+    std::error_code error;  // a file is no folder: it iterates as none
+    const size_t first = inputs.size();
+    if (!std::filesystem::is_directory(argv[i], error)) inputs.emplace_back(argv[i]);
+    for (const auto& entry : std::filesystem::directory_iterator(argv[i], error)) inputs.push_back(entry.path());
+    std::sort(inputs.begin() + static_cast<std::ptrdiff_t>(first), inputs.end());
   }
   if (inputs.empty()) {
     std::fprintf(stderr, "usage: %s FILE|FOLDER...\n", argv[0]);
     return 2;
   }
+  LLVMFuzzerInitialize(&argc, &argv);
   for (const std::filesystem::path& input : inputs) {
     std::ifstream file(input, std::ios::binary);
     if (!file) {

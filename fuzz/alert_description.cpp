@@ -8,7 +8,6 @@
 #include "fuzz/FuzzSupport.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Init();
   const char* text = reinterpret_cast<const char*>(data);
   const void* nul = std::memchr(data, 0, size);
   const size_t split = nul ? static_cast<size_t>(static_cast<const uint8_t*>(nul) - data) : size;

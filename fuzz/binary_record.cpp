@@ -10,7 +10,6 @@
 #include "platform/uBinary.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Init();
   SampleRecord record;
   size_t consumed = 0;
   if (uBinary::DeSerializer::DeSerialize(record, data, size, &consumed) == 0) return 0;

@@ -5,7 +5,6 @@
 #include "peripherals/BundleListParser.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Init();
   const std::string text(reinterpret_cast<const char*>(data), size);
   BundleEntity entity = BundleListParser::ParseStirngToEntity(text);
   for (const std::string& word : entity.m_types) FUZZ_CHECK(BundleListParser::IsRole(word));

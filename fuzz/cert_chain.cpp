@@ -22,6 +22,7 @@
 #include <filesystem>
 #include <map>
 #include <set>
+#include <sstream>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -74,35 +75,21 @@ X509_NAME* MakeName(const std::string& text) {
 // The one-line text of a name as the walk sees it.
 std::string OneLine(const X509_NAME* name) {
   char text[CERT_TEXT_SIZE];
-  if (X509_NAME_oneline(name, text, sizeof text) == nullptr) return "";
-  return text;
+  return X509_NAME_oneline(name, text, sizeof text) == nullptr ? "" : text;
 }
 
-testpki::Cert MakeCert(X509_NAME* subject, X509_NAME* issuer) {
-  testpki::Cert cert(X509_new());
-  X509_set_version(cert.get(), 2);
-  ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), 1);
-  X509_gmtime_adj(X509_getm_notBefore(cert.get()), -3600);
-  X509_gmtime_adj(X509_getm_notAfter(cert.get()), 86400);
-  X509_set_subject_name(cert.get(), subject);
-  X509_set_issuer_name(cert.get(), issuer);
-  X509_set_pubkey(cert.get(), SigningKey());
-  if (X509_sign(cert.get(), SigningKey(), EVP_sha256()) == 0) fuzz::Fail("X509_sign");
-  return cert;
-}
-
-void WriteCert(const std::string& path, X509* cert, bool pem) {
-  if (!(pem ? testpki::WriteCertPem(path, cert) : testpki::WriteCertDer(path, cert))) {
-    fuzz::Fail("cannot write certificate file");
-  }
+void WriteCert(const std::string& path, X509_NAME* subject, X509_NAME* issuer, bool pem) {
+  testpki::CertSpec wanted;
+  wanted.subject_name = subject;
+  wanted.issuer_name = issuer;
+  const testpki::Cert cert = testpki::MakeCert(SigningKey(), wanted);
+  FUZZ_CHECK(pem ? testpki::WriteCertPem(path, cert.get()) : testpki::WriteCertDer(path, cert.get()));
 }
 
 // A usable single path component: no '/', no NUL, not "." or "..", not
 // empty, within NAME_MAX.
 std::string FileName(std::string name, size_t item) {
-  for (char& c : name) {
-    if (c == '/' || c == '\0') c = '_';
-  }
+  for (char& c : name) c = c == '/' || c == '\0' ? '_' : c;
   if (name.size() > 255) name.resize(255);
   if (name.empty() || name == "." || name == "..") name = "item" + std::to_string(item);
   return name;
@@ -118,9 +105,7 @@ struct Model {
 
 int Expected(const Model& model) {
   if (model.device_issuer.empty() || model.root_subject.empty()) return 0;
-  const auto matchesRoot = [&](const std::string& name) {
-    return model.root_subject.compare(0, name.size(), name) == 0;
-  };
+  const auto matchesRoot = [&](const std::string& name) { return model.root_subject.rfind(name, 0) == 0; };
   std::string current = model.device_issuer;
   std::set<std::string> seen;
   while (!matchesRoot(current)) {
@@ -135,9 +120,7 @@ int Expected(const Model& model) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Init();
-  const std::string dir = fuzz::Directory() + "/chain";
-  const std::string caDir = dir + "/CAcerts/";
+  const std::string dir = fuzz::Directory() + "/chain", caDir = dir + "/CAcerts/";
   std::error_code ignored;
   std::filesystem::remove_all(dir, ignored);
   std::filesystem::create_directories(caDir, ignored);
@@ -145,22 +128,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::vector<X509_NAME*> names;
   Model model;
   std::set<std::string> usedFiles;
-  const std::string input(reinterpret_cast<const char*>(data), size);
-  size_t start = 0;
+  const auto nameAt = [&](const std::string& field) {
+    return names.empty() ? nullptr : names[std::strtoul(field.c_str(), nullptr, 10) % names.size()];
+  };
+  std::istringstream lines(std::string(reinterpret_cast<const char*>(data), size));
   size_t items = 0;
-  while (start < input.size() && items < kMaxItems) {
-    size_t end = input.find('\n', start);
-    if (end == std::string::npos) end = input.size();
-    const std::string line = input.substr(start, end - start);
-    start = end + 1;
+  for (std::string line; items < kMaxItems && std::getline(lines, line);) {
     if (line.size() < 2 || line[1] != '|') continue;
     ++items;
     const char kind = line[0];
     const std::string rest = line.substr(2);
-    const auto nameAt = [&](const std::string& field) -> X509_NAME* {
-      if (names.empty()) return nullptr;
-      return names[std::strtoul(field.c_str(), nullptr, 10) % names.size()];
-    };
     if (kind == 'N') {
       if (rest.size() > kMaxNameLength) continue;
       names.push_back(MakeName(rest));
@@ -168,12 +145,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     } else if (kind == 'D' || kind == 'R') {
       const auto fields = Split(rest, 3);
       if (fields.size() < 3 || names.empty()) continue;
-      X509_NAME* subject = nameAt(fields[0]);
-      X509_NAME* issuer = nameAt(fields[1]);
-      testpki::Cert cert = MakeCert(subject, issuer);
-      const bool device = kind == 'D';
-      const bool pem = fields[2] != "D";
-      WriteCert(dir + (device ? "/device.crt" : "/CAROOT.crt"), cert.get(), pem);
+      X509_NAME *subject = nameAt(fields[0]), *issuer = nameAt(fields[1]);
+      const bool device = kind == 'D', pem = fields[2] != "D";
+      WriteCert(dir + (device ? "/device.crt" : "/CAROOT.crt"), subject, issuer, pem);
       // The walk loads PEM only: a DER file counts as unreadable.
       (device ? model.device_issuer : model.root_subject) = pem ? OneLine(device ? issuer : subject) : "";
     } else if (kind == 'I') {
@@ -181,15 +155,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       if (fields.size() < 4 || names.empty()) continue;
       const std::string file = FileName(fields[0], items);
       if (!usedFiles.insert(file).second) continue;
-      X509_NAME* subject = nameAt(fields[1]);
-      X509_NAME* issuer = nameAt(fields[2]);
-      testpki::Cert cert = MakeCert(subject, issuer);
+      X509_NAME *subject = nameAt(fields[1]), *issuer = nameAt(fields[2]);
       const bool pem = fields[3] != "D";
-      WriteCert(caDir + file, cert.get(), pem);
+      WriteCert(caDir + file, subject, issuer, pem);
       // DER files, and paths that do not fit the walk's buffer, are skipped.
       if (!pem || (caDir + file).size() >= CERT_TEXT_SIZE) continue;
-      const std::string subjectText = OneLine(subject);
-      const std::string issuerText = OneLine(issuer);
+      const std::string subjectText = OneLine(subject), issuerText = OneLine(issuer);
       if (subjectText.empty() || issuerText.empty()) continue;
       if (!model.issuers.emplace(subjectText, issuerText).second) model.ambiguous = true;
     } else if (kind == 'X') {

@@ -34,7 +34,6 @@ void Inspect(const std::string& path) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Init();
   const std::string path = fuzz::WriteFile("device.crt", data, size);
   Inspect(path);
   check_local_cert_validity(fuzz::Directory().c_str());
@@ -42,8 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     ConvertCertToPemFile(path.c_str());
     const std::string after = testpki::ReadFile(path);
     // Either converted (then PEM) or untouched.
-    FUZZ_CHECK(IsPemFile(path.c_str()) ||
-               (after.size() == size && std::memcmp(after.data(), data, size) == 0));
+    FUZZ_CHECK(IsPemFile(path.c_str()) || (after.size() == size && std::memcmp(after.data(), data, size) == 0));
     Inspect(path);
   }
   return 0;

@@ -9,7 +9,6 @@
 #include "fuzz/FuzzSupport.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Init();
   if (size < 1) return 0;
   const size_t capacity = data[0] % 40;
   // The decoder reads a C string: up to the first NUL.

@@ -15,8 +15,7 @@ namespace {
 template <typename Factory, typename EventPointer>
 void CheckResend(Factory* factory, const EventPointer& event, const message_t& received, unsigned length) {
   if (!event) return;
-  message_extra_t sent;
-  std::memset(&sent, 0, sizeof sent);
+  message_extra_t sent{};
   const int written = uEventSerializer::SerializeEvent(*event, sent);
   FUZZ_CHECK(written == static_cast<int>(length));
   FUZZ_CHECK(sent.eventType == received.eventType);
@@ -24,8 +23,7 @@ void CheckResend(Factory* factory, const EventPointer& event, const message_t& r
   // the form is stable.
   auto again = factory->CreateEventFromMessage(sent, static_cast<unsigned>(written));
   FUZZ_CHECK(again != nullptr);
-  message_extra_t resent;
-  std::memset(&resent, 0, sizeof resent);
+  message_extra_t resent{};
   FUZZ_CHECK(uEventSerializer::SerializeEvent(*again, resent) == written);
   FUZZ_CHECK(std::memcmp(resent.data, sent.data, length - VM_MSG_HEADER_SIZE) == 0);
 }
@@ -33,10 +31,8 @@ void CheckResend(Factory* factory, const EventPointer& event, const message_t& r
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Init();
   if (size > sizeof(message_t)) return 0;
-  message_t message;
-  std::memset(&message, 0, sizeof message);
+  message_t message{};
   std::memcpy(&message, data, size);
   const unsigned length = static_cast<unsigned>(size);
 

@@ -8,9 +8,7 @@
 #include "fuzz/JsonRoundTrip.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Init();
-  fuzz::CheckJsonRoundTrip<fuzz::ByPointer<uHeroCard>>(data, size,
-                                                       [] { return std::make_unique<uHeroCard>(""); });
+  fuzz::CheckJsonRoundTrip(data, size, [] { return std::make_unique<uHeroCard>(""); });
   const std::string text(reinterpret_cast<const char*>(data), size);
   AlertUINotifier* notifier = AlertUINotifier::GetInstance();
   uHeroCard card("fuzz");

@@ -3,7 +3,6 @@
 #include "peripherals/PeripheralDeviceFilter.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Init();
   fuzz::CheckJsonRoundTrip<PeripheralDeviceFiltersJson>(data, size);
   return 0;
 }

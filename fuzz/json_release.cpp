@@ -3,7 +3,6 @@
 #include "peripherals/ReleaseFWInfo.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Init();
   fuzz::CheckJsonRoundTrip<ReleaseFWInfo>(data, size);
   return 0;
 }

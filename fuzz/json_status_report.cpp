@@ -3,7 +3,6 @@
 #include "fuzz/JsonRoundTrip.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Init();
   fuzz::CheckJsonRoundTrip<EmsIppStatusRequest>(data, size);
   return 0;
 }

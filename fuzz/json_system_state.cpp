@@ -5,7 +5,6 @@
 #include "state/uSystemState.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Init();
   fuzz::CheckJsonRoundTrip<SystemState>(data, size);
   // The C-string entry point reads up to the first NUL.
   const std::string text(reinterpret_cast<const char*>(data), size);

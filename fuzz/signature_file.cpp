@@ -53,7 +53,6 @@ void CheckSplit(const uint8_t* data, size_t size) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Init();
   CheckSplit(data, size);
 
   // The same bytes as a base64 signature file, checked over a small file.

@@ -6,14 +6,11 @@
 #include "fuzz/FuzzSupport.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Init();
   if (size < 2) return 0;
-  const unsigned start = data[0] % 64;
-  const unsigned end = data[1] == 0xff ? 0xffffffffu : data[1];
+  const unsigned start = data[0] % 64, end = data[1] == 0xff ? 0xffffffffu : data[1];
   const std::string line(reinterpret_cast<const char*>(data + 2), size - 2);
 
-  std::string filePath = "unset";
-  std::string url = "unset";
+  std::string filePath = "unset", url = "unset";
   bool deleteAfterUpload = false;
   if (EMSFsUtility::GetFilePathAndUrl(line, start, end, filePath, url, deleteAfterUpload)) {
     FUZZ_CHECK(!url.empty());

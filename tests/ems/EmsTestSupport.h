@@ -7,16 +7,10 @@
 #include <string>
 #include <tuple>
 
-#include "platform/uJson.h"
 #include "platform/vmCfg.h"
+#include "support/JsonText.h"
 #include "support/LogCapture.h"
 #include "support/TempDatabase.h"
-
-inline std::string ToJson(const ISerializable& record) {
-  std::string text;
-  EXPECT_EQ(0, uJson::Serializer::Serialize(record, text));
-  return text;
-}
 
 class EmsTest : public ::testing::Test {
  protected:
@@ -30,9 +24,7 @@ class EmsTest : public ::testing::Test {
   }
   // Each line (level, function, text) was logged by the EMS module from `unit`.
   void ExpectLogged(const char* unit, std::initializer_list<std::tuple<int, const char*, std::string>> lines) const {
-    for (const auto& [level, function, text] : lines) {
-      EXPECT_TRUE(log_.Logged(VM_LOG_MODULE_EMS, level, unit, function, text));
-    }
+    for (const auto& [level, fn, text] : lines) EXPECT_TRUE(log_.Logged(VM_LOG_MODULE_EMS, level, unit, fn, text));
   }
 
   TempDatabase db_;

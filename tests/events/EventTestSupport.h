@@ -17,12 +17,8 @@
 
 #include "platform/uEventSerializer.h"
 #include "platform/uJson.h"
+#include "support/JsonText.h"
 #include "support/LogCapture.h"
-
-inline std::string Json(const ISerializable* record) {
-  std::string text;
-  return record != nullptr && uJson::Serializer::Serialize(*record, text) == 0 ? text : "(none)";
-}
 
 inline std::string Hex(const uint8_t* bytes, int length) {
   std::string hex;
@@ -34,8 +30,7 @@ template <class Event>
 struct EventRow {
   std::function<boost::shared_ptr<Event>()> make;
   const char* name;
-  int type;
-  int direction;
+  int type, direction;
   bool built;          // rebuilt from a message by the factory
   std::string fresh;   // the payload of an event as built, in hex
   std::string values;  // JSON of its record filled with other values, "(none)" without one
@@ -57,16 +52,13 @@ void ExpectFamily(int family, const std::vector<EventRow<Event>>& rows) {
     EXPECT_FALSE(event->BaseDispatch()) << "no receiver was set";
     message_extra_t message;
     EXPECT_EQ(row.fresh, Hex(message.data, uEventSerializer::SerializeEvent(*event, message) - 8));
-    if (event->getEventData() != nullptr) {
-      ASSERT_NE(0, uJson::DeSerializer::DeSerialize(*event->getEventData(), row.values));
-    }
+    ASSERT_TRUE(!event->getEventData() || uJson::DeSerializer::DeSerialize(*event->getEventData(), row.values));
     const int length = uEventSerializer::SerializeEvent(*event, message);
-    const boost::shared_ptr<Event> back =
-        Factory::GetInstance()->CreateEventFromMessage(message, static_cast<unsigned int>(length));
+    const auto back = Factory::GetInstance()->CreateEventFromMessage(message, static_cast<unsigned int>(length));
     ASSERT_EQ(row.built, !!back);
     if (back) {
       EXPECT_STREQ(row.name, back->GetStr());
-      EXPECT_EQ(row.values, Json(back->getEventData()));
+      EXPECT_EQ(row.values, back->getEventData() ? ToJson(*back->getEventData()) : "(none)");
     }
     event->SetReceiver(plain);
     LogCapture log;

@@ -38,10 +38,8 @@ TEST_F(PeripheralDevices, FindsTheFirstFreeSlotAndSlotsByExactName) {
   for (int slot = 0; slot < 10; ++slot) NameSlot(slot, slot == 3 || slot == 5 ? "Cam" : "D" + std::to_string(slot));
   EXPECT_EQ(10, FindEmptyStatusPeripheralIndex());
   // The free slot 10 is no match for "".
-  for (const char* absent : {"cam", "D", ""}) EXPECT_EQ(-1, GetPeripheralDeviceIndexByName(absent)) << absent;
-  EXPECT_EQ(-1, GetPeripheralDeviceIndexByName(nullptr));
-  EXPECT_EQ(3, GetPeripheralDeviceIndexByName("Cam"));
-  EXPECT_EQ(0, GetPeripheralDeviceIndexByName("D0"));
+  const std::pair<const char*, int> names[] = {{"cam", -1}, {"D", -1}, {"", -1}, {nullptr, -1}, {"Cam", 3}, {"D0", 0}};
+  for (const auto& [name, at] : names) EXPECT_EQ(at, GetPeripheralDeviceIndexByName(name)) << (name ? name : "null");
   NameSlot(10, "D10");
   EXPECT_EQ(-1, FindEmptyStatusPeripheralIndex());
   EXPECT_EQ(10, GetPeripheralDeviceIndexByName("D10"));

@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <string>
-#include <vector>
+#include <tuple>
 
 #include "peripherals/PeripheralDeviceRewriter.h"
 #include "platform/uJson.h"
@@ -31,13 +31,6 @@ Record& Parse(Record& record, const std::string& json) {
   return record;
 }
 
-// A log line that a scenario must have produced: level, function, text.
-struct LogLine {
-  int level;
-  const char* function;
-  std::string text;
-};
-
 class PeripheralTest : public ::testing::Test {
  protected:
   PeripheralTest() { UseDefaultFilters(m_db.directory() + "/no_default_filters.json"); }
@@ -53,9 +46,9 @@ class PeripheralTest : public ::testing::Test {
   static void Set(const std::string& path, const std::string& value) {
     ASSERT_EQ(VM_CFG_OK, vmCfgSetParam(path.c_str(), value.c_str())) << path;
   }
-  // Each line was logged by `unit` under the peripherals' module.
-  void ExpectLogged(const char* unit, const std::vector<LogLine>& lines) const {
-    for (const LogLine& l : lines) EXPECT_TRUE(m_log.Logged(VM_LOG_MODULE_ALERTS, l.level, unit, l.function, l.text));
+  // Each line (level, function, text) was logged by `unit` under the peripherals' module.
+  void ExpectLogged(const char* unit, std::initializer_list<std::tuple<int, const char*, std::string>> lines) const {
+    for (const auto& [level, fn, text] : lines) EXPECT_TRUE(m_log.Logged(VM_LOG_MODULE_ALERTS, level, unit, fn, text));
   }
 
   TempDatabase m_db;  // first: everything below may read configuration

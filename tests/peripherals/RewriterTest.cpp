@@ -8,16 +8,11 @@
 
 #include "peripherals/PeripheralFixture.h"
 #include "platform/vmFile.h"
+#include "support/JsonText.h"
 
 namespace {
 
 const char kUnit[] = "PeripheralDeviceRewriter";
-
-std::string Json(const ISerializable& record) {
-  std::string json;
-  EXPECT_EQ(0, uJson::Serializer::Serialize(record, json));
-  return json;
-}
 
 TEST(PeripheralRecords, WriteEveryKeyInOrderAndKeepUnsetApartFromEmpty) {
   const std::string full = R"({"name":"A","partial_name":"p","vid":1,"pid":2,"type":"T","hw_type":"H",)"
@@ -26,7 +21,7 @@ TEST(PeripheralRecords, WriteEveryKeyInOrderAndKeepUnsetApartFromEmpty) {
   Parse(info, R"({"name":"Cam","display_name":"","manufacturer":null,"extra":[1]})");
   EXPECT_TRUE(info.m_displayName.IsSet() && !info.m_manufacturer.IsSet());  // "" is set, null is not
   Parse(to, R"({"name":"B","type":"X","vid":3})").CopyFrom(Parse(from, full));
-  EXPECT_EQ(full, Json(to));
+  EXPECT_EQ(full, ToJson(to));
   to.CopyFrom(PeripheralInfo());
   EXPECT_EQ(nullptr, to.m_type.GetValue());  // unset travels as unset
   EXPECT_EQ(std::vector<std::string>{""}, to.m_hwType.GetSpacedNameAsVector());
@@ -69,7 +64,7 @@ TEST_F(PeripheralRewriter, FilterCanBlankAnyFieldButTheName) {
                     "display_name":"","manufacturer":""})");
   Rewriter::FillOutInfo(device, blanks, out);
   EXPECT_EQ(R"({"name":"Cam X","partial_name":"","vid":5,"pid":6,"type":"","hw_type":"","additional_info":"",)"
-            R"("display_name":"","manufacturer":""})", Json(out));
+            R"("display_name":"","manufacturer":""})", ToJson(out));
 }
 
 TEST_F(PeripheralRewriter, TypeChoiceFollowsTheSystemTypeReadIntoThirtyTwoBytes) {
@@ -141,7 +136,7 @@ TEST_F(PeripheralRewriter, NoMatchCopiesTheDeviceThroughTheEdits) {
   EXPECT_FALSE(Rewrite(R"({"name":"Velmora Puck","vid":7,"pid":8,"type":"DP400=SPEAKER;ELSE=OTHER",
                           "partial_name":"not copied","display_name":"Puck"})"));
   EXPECT_EQ(R"({"name":"Velmora Puck","partial_name":"","vid":7,"pid":8,"type":"SPEAKER","hw_type":"",)"
-            R"("additional_info":"","display_name":"Puck","manufacturer":"Velmora"})", Json(m_out));
+            R"("additional_info":"","display_name":"Puck","manufacturer":"Velmora"})", ToJson(m_out));
   ExpectLogged(kUnit, {{LOG_DEBUG, "EditManufacturer", "Velmora Puck manufacturer = Velmora"}});
 }
 

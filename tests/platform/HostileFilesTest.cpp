@@ -2,18 +2,15 @@
 // cap without hanging; every writer leaves planted links alone
 // and sets its modes whatever the umask; the database and its key are
 // refused in places others control.
-#include <dirent.h>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstring>
+#include <filesystem>
 #include <ostream>
 #include <string>
 #include <tuple>
-#include <vector>
 
 #include "peripherals/PeripheralDevices.h"
 #include "platform/vmCfg.h"
@@ -32,19 +29,14 @@ std::string Join(const std::string& dir, const char* name) { return dir + "/" + 
 struct Door {
   const char* name;
   size_t cap;  // 0: streamed, no cap
-  void (*run)(const std::string& input);
+  void (*run)(std::string& input);
 };
 
 // One door per kind of reader: capped (certificates, JSON documents) and streamed.
 const Door kDoors[] = {
-    {"certificate", VM_FILE_CAP_CERTIFICATE, [](const std::string& in) { cert_crypto_destroy(get_certificate(in.c_str())); }},
-    {"signed_file", 0, [](const std::string& in) { extract_signature(in.c_str(), (in + ".sig").c_str()); }},
-    {"json", VM_FILE_CAP_JSON,
-     [](const std::string& in) {
-       std::string path = in;
-       ReleaseFWInfo info;
-       GetDetailInfoFromReleaseJson(path, info);
-     }},
+    {"certificate", VM_FILE_CAP_CERTIFICATE, [](std::string& in) { cert_crypto_destroy(get_certificate(in.c_str())); }},
+    {"signed_file", 0, [](std::string& in) { extract_signature(in.c_str(), (in + ".sig").c_str()); }},
+    {"json", VM_FILE_CAP_JSON, [](std::string& in) { ReleaseFWInfo info; GetDetailInfoFromReleaseJson(in, info); }},
 };
 
 void PrintTo(const Door& door, std::ostream* os) { *os << door.name; }
@@ -65,7 +57,7 @@ using HostileInput = OnDatabase<std::tuple<Door, int>>;
 TEST_P(HostileInput, IsRefusedQuickly) {
   const Door& door = std::get<0>(GetParam());
   const int kind = std::get<1>(GetParam());
-  const std::string path = Join(db_.directory(), "input");
+  std::string path = Join(db_.directory(), "input");
   ASSERT_TRUE(kind != kFifo || mkfifo(path.c_str(), 0600) == 0);
   ASSERT_TRUE(kind != kDevice || symlink("/dev/zero", path.c_str()) == 0);
   ASSERT_TRUE(kind <= kDevice || testpki::WriteFile(path, std::string(door.cap + (kind == kOverCap), 'A')));
@@ -159,12 +151,9 @@ TEST_P(PlantedLinks, LeaveTheirVictimsAlone) {
   struct stat info;
   ASSERT_EQ(0, lstat(target.c_str(), &info));
   EXPECT_TRUE(writer.mode == 0 || (S_ISREG(info.st_mode) && writer.mode == (info.st_mode & 07777)));
-  DIR* folder = opendir(dir.c_str());  // no temporary file is left behind
-  while (const dirent* entry = folder ? readdir(folder) : nullptr) {
-    EXPECT_TRUE(entry->d_name[0] != '.' || !std::strcmp(entry->d_name, ".") || !std::strcmp(entry->d_name, ".."))
-        << entry->d_name;
+  for (const auto& entry : std::filesystem::directory_iterator(dir)) {  // no temporary file is left behind
+    EXPECT_NE('.', entry.path().filename().string()[0]) << entry.path();
   }
-  closedir(folder);
 }
 
 INSTANTIATE_TEST_SUITE_P(Writers, PlantedLinks, testing::ValuesIn(kWriters),

@@ -6,14 +6,10 @@
 
 #include "platform/SampleRecord.h"
 #include "platform/uJson.h"
+#include "support/JsonText.h"
 #include "support/LogCapture.h"
 
 namespace {
-
-std::string ToJson(const ISerializable& root) {
-  std::string text;
-  return uJson::Serializer::Serialize(root, text) == 0 ? text : "<failed>";
-}
 
 const char kFilledJson[] =
     R"({"flag":true,"count":-2147483648,"text":"quote \" slash \\ tab \t é","note":"",)"
@@ -23,8 +19,7 @@ const char kFilledJson[] =
 TEST(Json, RecordsAreWrittenWholeInRegistrationOrder) {
   SampleRecord record;
   EXPECT_EQ(R"({"flag":false,"count":-1,"text":"","note":"","inner":{"level":0,"enabled":false},)"
-            R"("items":[],"tags":[]})",
-            ToJson(record));
+            R"("items":[],"tags":[]})", ToJson(record));
   record.Fill();
   EXPECT_EQ(kFilledJson, ToJson(record));
 }

@@ -9,6 +9,7 @@
 #include "state/SCEPEnrollUtility.h"
 #include "state/StateFixture.h"
 #include "state/uSystemState.h"
+#include "support/RunProgram.h"
 
 namespace {
 
@@ -69,11 +70,11 @@ TEST_F(CertificateTest, DetailsMatchTheOpensslProgramAndAreStored) {
   if (program.empty()) GTEST_SKIP() << "no openssl program on PATH to compare with";
   Make({"phone-0042", -60, 86400, nullptr, 0x7a0b0c0d, Make({"Test Root CA"})}, "device.crt");
   const std::string path = Path("device.crt");
-  std::string out;
-  ASSERT_TRUE(testpki::RunProgram({program, "x509", "-in", path, "-noout", "-nameopt", "compat", "-issuer", "-subject",
-                                   "-startdate", "-enddate", "-serial"}, &out));
+  const ProgramResult run = RunHostProgram({program, "x509", "-in", path, "-noout", "-nameopt", "compat", "-issuer",
+                                            "-subject", "-startdate", "-enddate", "-serial"});
+  ASSERT_EQ(0, run.status) << run.err;
   std::map<std::string, std::string> f;  // the openssl program's texts for the same file
-  std::istringstream lines(out);
+  std::istringstream lines(run.out);
   for (std::string l; std::getline(lines, l);) f[l.substr(0, l.find('='))] = l.substr(l.find('=') + 1);
   char info[CERT_INFO_SIZE];
   ASSERT_EQ(1, get_cert_info(path.c_str(), info));
@@ -94,8 +95,7 @@ TEST_F(CertificateTest, DetailFailuresLeaveOutputsAlone) {
   ExpectLogged(kUnit, {{LOG_ERR, "update_ssl_certificate_status", "Get device cert or key failed!"}});
   ASSERT_TRUE(testpki::WriteFile(Path("garbage.crt"), "not a certificate"));
   ASSERT_TRUE(testpki::WriteCertPem(Path("nameless.crt"), WithoutIssuerName(Make({}))));
-  char info[CERT_INFO_SIZE] = "untouched";
-  char text[CERT_TEXT_SIZE] = "untouched";
+  char info[CERT_INFO_SIZE] = "untouched", text[CERT_TEXT_SIZE] = "untouched";
   auto both = [&](const char* p) { return get_cert_detail(p, text, text, text, text, text) + get_cert_info(p, info); };
   for (const char* name : {"missing", "garbage.crt", "nameless.crt"}) EXPECT_EQ(0, both(Path(name).c_str())) << name;
   EXPECT_EQ(0, both(nullptr));

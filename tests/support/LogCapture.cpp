@@ -21,8 +21,6 @@ void LogCapture::Sink(const vm_log_record* record, void* context) {
   }
 }
 
-bool LogCapture::Contains(int level, const std::string& fragment) const { return Find(level, fragment) != nullptr; }
-
 const CapturedLine* LogCapture::Find(int level, const std::string& fragment) const {
   for (auto line = m_lines.rbegin(); line != m_lines.rend(); ++line) {
     if (line->level == level && line->text.find(fragment) != std::string::npos) return &*line;
@@ -34,9 +32,7 @@ const CapturedLine* LogCapture::Find(int level, const std::string& fragment) con
                                               const std::string& function, const std::string& fragment) const {
   const CapturedLine* line = Find(level, fragment);
   if (line == nullptr) return ::testing::AssertionFailure() << "no line at level " << level << " with: " << fragment;
-  if (line->module == module && line->unit == unit && line->function == function) {
-    return ::testing::AssertionSuccess();
-  }
+  if (line->module == module && line->unit == unit && line->function == function) return ::testing::AssertionSuccess();
   return ::testing::AssertionFailure() << "\"" << fragment << "\" came from module " << line->module << ", "
                                        << line->unit << "::" << line->function << " (line " << line->line
                                        << "), expected module " << module << ", " << unit << "::" << function;

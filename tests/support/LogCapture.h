@@ -12,10 +12,8 @@
 #include "platform/vmLog.h"
 
 struct CapturedLine {
-  int module;
-  int level;
-  std::string unit;
-  std::string function;
+  int module, level;
+  std::string unit, function;
   int line;
   std::string text;
 };
@@ -30,7 +28,7 @@ class LogCapture {
   const std::vector<CapturedLine>& lines() const { return m_lines; }
   void Clear() { m_lines.clear(); }
   // True when some line at `level` contains `fragment`.
-  bool Contains(int level, const std::string& fragment) const;
+  bool Contains(int level, const std::string& fragment) const { return Find(level, fragment) != nullptr; }
   // The last line at `level` whose text contains `fragment`, or null.
   const CapturedLine* Find(int level, const std::string& fragment) const;
   // Success when the last line at `level` containing `fragment` came from

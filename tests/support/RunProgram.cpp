@@ -31,8 +31,7 @@ std::vector<std::string> Emulator() {
   std::vector<std::string> words;
 #ifdef DM_TEST_EMULATOR
   std::stringstream list(DM_TEST_EMULATOR);
-  std::string word;
-  while (std::getline(list, word, ';')) {
+  for (std::string word; std::getline(list, word, ';');) {
     if (!word.empty()) words.push_back(word);
   }
 #endif
@@ -98,12 +97,6 @@ ProgramResult RunningProgram::Wait(int timeout_ms) {
   result.out = Slurp(m_directory + "/out");
   result.err = Slurp(m_directory + "/err");
   return result;
-}
-
-ProgramResult RunProgram(const std::string& program, const std::vector<std::string>& args,
-                         const std::string& input) {
-  RunningProgram running(program, args, input);
-  return running.Wait();
 }
 
 ProgramResult RunHostProgram(const std::vector<std::string>& argv) {

@@ -10,8 +10,7 @@
 
 struct ProgramResult {
   int status = -1;  // exit status, or -1 when it did not exit normally
-  std::string out;
-  std::string err;
+  std::string out, err;
 };
 
 class RunningProgram {
@@ -35,9 +34,6 @@ class RunningProgram {
   pid_t m_pid = -1;
   std::string m_directory;
 };
-
-ProgramResult RunProgram(const std::string& program, const std::vector<std::string>& args,
-                         const std::string& input = "");
 
 // Runs a program of the host (argv[0], found on PATH), never emulated.
 ProgramResult RunHostProgram(const std::vector<std::string>& argv);

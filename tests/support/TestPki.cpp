@@ -5,12 +5,9 @@
 #include <openssl/bio.h>
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
-#include <unistd.h>
 
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 
 namespace testpki {
 
@@ -22,13 +19,14 @@ Cert MakeCert(EVP_PKEY* key, const CertSpec& spec) {
   Cert cert(X509_new());
   X509_set_version(cert.get(), 2);
   ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), spec.serial);
-  X509_NAME* name = X509_get_subject_name(cert.get());
-  X509_NAME_add_entry_by_txt(name, "C", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("US"), -1, -1, 0);
-  X509_NAME_add_entry_by_txt(name, "O", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("Test Org"), -1, -1,
-                             0);
-  X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
-                             reinterpret_cast<const unsigned char*>(spec.common_name.c_str()), -1, -1, 0);
-  X509_set_issuer_name(cert.get(), spec.issuer ? X509_get_subject_name(spec.issuer) : name);
+  const std::pair<const char*, std::string> fields[] = {{"C", "US"}, {"O", "Test Org"}, {"CN", spec.common_name}};
+  for (const auto& [field, value] : fields) {
+    X509_NAME_add_entry_by_txt(X509_get_subject_name(cert.get()), field, MBSTRING_ASC,
+                               reinterpret_cast<const unsigned char*>(value.c_str()), -1, -1, 0);
+  }
+  if (spec.subject_name != nullptr) X509_set_subject_name(cert.get(), spec.subject_name);
+  X509_NAME* issuer = spec.issuer ? X509_get_subject_name(spec.issuer) : X509_get_subject_name(cert.get());
+  X509_set_issuer_name(cert.get(), spec.issuer_name ? spec.issuer_name : issuer);
   X509_gmtime_adj(X509_getm_notBefore(cert.get()), spec.not_before_offset);
   if (spec.not_after != nullptr) {
     ASN1_TIME_set_string_X509(X509_getm_notAfter(cert.get()), spec.not_after);
@@ -62,9 +60,8 @@ bool WriteCertDer(const std::string& path, X509* cert) {
 }
 
 bool WritePrivateKeyPem(const std::string& path, EVP_PKEY* key) {
-  return WriteWith(path, [key](BIO* out) {
-    return PEM_write_bio_PrivateKey(out, key, nullptr, nullptr, 0, nullptr, nullptr);
-  });
+  return WriteWith(path,
+                   [key](BIO* out) { return PEM_write_bio_PrivateKey(out, key, nullptr, nullptr, 0, nullptr, nullptr); });
 }
 
 std::string PublicKeyPem(EVP_PKEY* key) {
@@ -88,21 +85,6 @@ bool WriteFile(const std::string& path, const std::string& bytes) {
   return static_cast<bool>(out);
 }
 
-std::string OpensslProgram() {
-  const char* path = std::getenv("PATH");
-  std::stringstream dirs(path ? path : "/usr/bin:/bin");
-  std::string dir;
-  while (std::getline(dirs, dir, ':')) {
-    const std::string candidate = (dir.empty() ? "." : dir) + "/openssl";
-    if (access(candidate.c_str(), X_OK) == 0) return candidate;
-  }
-  return std::string();
-}
-
-bool RunProgram(const std::vector<std::string>& argv, std::string* out) {
-  const ProgramResult result = RunHostProgram(argv);
-  if (out != nullptr) *out = result.out;
-  return result.status == 0;
-}
+std::string OpensslProgram() { return RunHostProgram({"openssl", "version"}).status == 0 ? "openssl" : ""; }
 
 }  // namespace testpki

@@ -9,7 +9,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace testpki {
 
@@ -34,6 +33,8 @@ struct CertSpec {
   long serial = 0x1a2b3c;
   X509* issuer = nullptr;        // null: self-signed
   EVP_PKEY* issuer_key = nullptr;
+  X509_NAME* subject_name = nullptr;  // given: the subject instead of C, O and CN
+  X509_NAME* issuer_name = nullptr;   // given: the issuer's name instead of the issuer's subject
 };
 
 // A certificate for `key`, signed by the issuer's key (or by `key`).
@@ -47,12 +48,9 @@ std::string PublicKeyPem(EVP_PKEY* key);
 std::string ReadFile(const std::string& path);
 bool WriteFile(const std::string& path, const std::string& bytes);
 
-// The openssl program on PATH, or "" when there is none.
+// "openssl" when the openssl program is on PATH, or "" (run it with
+// RunHostProgram of support/RunProgram.h: fixed argument vector, no shell).
 std::string OpensslProgram();
-
-// Runs `argv` (argv[0] a program path) with posix_spawn, no shell; its
-// standard output goes to `out` when given. True when it exits with 0.
-bool RunProgram(const std::vector<std::string>& argv, std::string* out = nullptr);
 
 }  // namespace testpki
 

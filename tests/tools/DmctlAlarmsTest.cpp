@@ -46,8 +46,7 @@ TEST_F(Dmctl, WatchPrintsAlarmsAndTheirCardsFromAnotherProcess) {
   for (const std::string& line : Lines(result.out)) {
     (line.find(R"("kind":"card")") == std::string::npos ? alarms : cards).push_back(line);
   }
-  ASSERT_GE(alarms.size(), 2u) << testing::PrintToString(result.out);
-  ASSERT_GE(cards.size(), 2u) << testing::PrintToString(result.out);
+  ASSERT_TRUE(alarms.size() >= 2 && cards.size() >= 2) << testing::PrintToString(result.out);
   EXPECT_EQ("{kind:str,name:str,source:str,severity:int,ui:str,time:str,description:str}", Shape(alarms[0]));
   EXPECT_STREQ("command/card", Json(cards[0])["key"].GetString());
   EXPECT_TRUE(Json(cards.back())["card"]["delete"].GetBool());  // the clear card

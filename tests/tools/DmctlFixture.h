@@ -27,7 +27,7 @@ class Dmctl : public testing::Test {
   void TearDown() override { mq_unlink(("/" + prefix_ + "vm_mq_15").c_str()); }
 
   static ProgramResult Run(const std::vector<std::string>& args, const std::string& input = "") {
-    return RunProgram(DMCTL_PATH, args, input);
+    return RunningProgram(DMCTL_PATH, args, input).Wait();
   }
 
   // Runs dmctl and expects its exit status and, when given, the shape of

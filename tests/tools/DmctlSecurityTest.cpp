@@ -19,8 +19,7 @@ class DmctlSecurity : public Dmctl {
 };
 
 TEST_F(DmctlSecurity, CertificateInfoCheckAndPem) {
-  testpki::CertSpec spec;
-  spec.common_name = "desk-phone-42";
+  const testpki::CertSpec spec{"desk-phone-42"};
   ASSERT_TRUE(testpki::WriteCertDer(Path("valid.der"), testpki::MakeCert(key_.get(), spec).get()));
   ASSERT_EQ(0, mkdir(Path("tmp").c_str(), 0700));
   setenv("TMPDIR", Path("tmp").c_str(), 1);  // where the PEM copy of a DER file is made
@@ -30,12 +29,11 @@ TEST_F(DmctlSecurity, CertificateInfoCheckAndPem) {
   Expect(0, {"--json", "cert", "check", Path("valid.der"), "--inform", "der"}, "{file:str,valid:bool,notYetValid:bool}");
   EXPECT_EQ(0, rmdir(Path("tmp").c_str())) << "the PEM copy is removed";
   EXPECT_NE(std::string::npos, Expect(1, {"cert", "info", Path("valid.der")}).err.find("use --inform der"));
-  spec.not_before_offset = -7200;
-  spec.not_after_offset = -600;
-  EXPECT_FALSE(Json(Expect(1, {"--json", "cert", "check", WriteCert("expired.crt", spec)}).out)["valid"].GetBool());
-  spec.not_before_offset = 7200;  // not yet valid passes, as on the device, and says so
-  spec.not_after_offset = 14400;
-  EXPECT_TRUE(Json(Expect(0, {"--json", "cert", "check", WriteCert("future.crt", spec)}).out)["notYetValid"].GetBool());
+  EXPECT_FALSE(Json(Expect(1, {"--json", "cert", "check", WriteCert("expired.crt", {"x", -7200, -600})}).out)
+                   ["valid"].GetBool());
+  // Not yet valid passes, as on the device, and says so.
+  EXPECT_TRUE(Json(Expect(0, {"--json", "cert", "check", WriteCert("future.crt", {"x", 7200, 14400})}).out)
+                  ["notYetValid"].GetBool());
   EXPECT_TRUE(Json(Expect(0, {"--json", "cert", "to-pem", Path("valid.der")}).out)["converted"].GetBool());
   EXPECT_EQ(1, IsPemFile(Path("valid.der").c_str()));
   ASSERT_TRUE(testpki::WriteFile(Path("garbage"), "not a certificate"));
@@ -43,14 +41,9 @@ TEST_F(DmctlSecurity, CertificateInfoCheckAndPem) {
 }
 
 TEST_F(DmctlSecurity, CertificateChainToTheRootCertificate) {
-  testpki::CertSpec spec;
-  spec.common_name = "Root CA";
-  testpki::Cert root = testpki::MakeCert(key_.get(), spec);
-  spec.common_name = "device";
-  spec.issuer = root.get();
-  spec.issuer_key = key_.get();
+  const testpki::Cert root = testpki::MakeCert(key_.get(), {"Root CA"});
   ASSERT_EQ(0, mkdir(Path("certs").c_str(), 0700));
-  WriteCert("certs/device.crt", spec);
+  WriteCert("certs/device.crt", {"device", -3600, 86400, nullptr, 1, root.get(), key_.get()});
   EXPECT_FALSE(Json(Expect(1, {"--json", "cert", "chain", Path("certs")}).out)["chained"].GetBool());
   ASSERT_TRUE(testpki::WriteCertPem(Path("certs/CAROOT.crt"), root.get()));
   EXPECT_EQ(Path("certs"), Json(Expect(0, {"--json", "cert", "chain", Path("certs/")}).out)["dir"].GetString());

@@ -17,12 +17,13 @@ inline std::string Read(const char* path) {
 }
 
 // The first column of the last row `sql` gives, "<none>" without rows, or
-// "<error>" when the statement fails.
+// "<error>" when the statement fails. It waits up to 5 s for a writer's lock.
 inline std::string RawSql(const std::string& database, const std::string& sql) {
   sqlite3* db = nullptr;
   std::string out = "<none>";
   auto keep = [](void* o, int, char** v, char**) { return *static_cast<std::string*>(o) = v[0] ? v[0] : "", 0; };
-  if (sqlite3_open(database.c_str(), &db) != SQLITE_OK || sqlite3_exec(db, sql.c_str(), keep, &out, nullptr) != SQLITE_OK) {
+  if (sqlite3_open(database.c_str(), &db) != SQLITE_OK || sqlite3_busy_timeout(db, 5000) != SQLITE_OK ||
+      sqlite3_exec(db, sql.c_str(), keep, &out, nullptr) != SQLITE_OK) {
     out = "<error>";
   }
   sqlite3_close(db);
