@@ -49,7 +49,8 @@ TEST(EmsRequests, ParameterListsFollowTheBaseKeysAndKeepTheirPairsInOrderWithRep
 }
 
 TEST_F(EMSMessageBuilderTest, AFullReportFromTheDefaultProfile) {
-  const std::string report = Report(), session = report.substr(std::strlen(R"({"sessionId":")"), 8);
+  const std::string report = Report();
+  const std::string session = report.substr(std::strlen(R"({"sessionId":")"), 8);
   unsigned char id[4];
   ASSERT_TRUE(DecodeHex(session.c_str(), id, sizeof id));
   const std::string inner = Md5(std::string("change-me-on-first-use") + "Q7rTz2KdLm9XwB4nHs6VpYc3Ja8EuF1G");

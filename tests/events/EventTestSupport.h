@@ -30,7 +30,8 @@ template <class Event>
 struct EventRow {
   std::function<boost::shared_ptr<Event>()> make;
   const char* name;
-  int type, direction;
+  int type;
+  int direction;
   bool built;          // rebuilt from a message by the factory
   std::string fresh;   // the payload of an event as built, in hex
   std::string values;  // JSON of its record filled with other values, "(none)" without one
@@ -52,9 +53,12 @@ void ExpectFamily(int family, const std::vector<EventRow<Event>>& rows) {
     EXPECT_FALSE(event->BaseDispatch()) << "no receiver was set";
     message_extra_t message;
     EXPECT_EQ(row.fresh, Hex(message.data, uEventSerializer::SerializeEvent(*event, message) - 8));
-    ASSERT_TRUE(!event->getEventData() || uJson::DeSerializer::DeSerialize(*event->getEventData(), row.values));
+    if (event->getEventData() != nullptr) {
+      ASSERT_NE(0, uJson::DeSerializer::DeSerialize(*event->getEventData(), row.values));
+    }
     const int length = uEventSerializer::SerializeEvent(*event, message);
-    const auto back = Factory::GetInstance()->CreateEventFromMessage(message, static_cast<unsigned int>(length));
+    const boost::shared_ptr<Event> back =
+        Factory::GetInstance()->CreateEventFromMessage(message, static_cast<unsigned int>(length));
     ASSERT_EQ(row.built, !!back);
     if (back) {
       EXPECT_STREQ(row.name, back->GetStr());

@@ -47,7 +47,8 @@ TEST(IpcQueue, MessagesArriveWholeInOrderAndReceiveTimesOutQuietly) {
   TestQueue queue(21);
   EXPECT_EQ(std::min(12292L, uIPCReceiver::SystemMessageSizeMax()), queue.receiver().MessageSize());
   Sender sender;
-  const message_extra_t first = MessageOf(4), second = MessageOf(100);
+  const message_extra_t first = MessageOf(4);
+  const message_extra_t second = MessageOf(100);
   ASSERT_EQ(0, sender.SendMessage(first, 12, 21));
   ASSERT_EQ(0, sender.SendMessage(static_cast<const message_t&>(second), 108, 21));
   message_extra_t got;

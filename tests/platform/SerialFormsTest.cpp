@@ -19,7 +19,8 @@ const char kFilledJson[] =
 TEST(Json, RecordsAreWrittenWholeInRegistrationOrder) {
   SampleRecord record;
   EXPECT_EQ(R"({"flag":false,"count":-1,"text":"","note":"","inner":{"level":0,"enabled":false},)"
-            R"("items":[],"tags":[]})", ToJson(record));
+            R"("items":[],"tags":[]})",
+            ToJson(record));
   record.Fill();
   EXPECT_EQ(kFilledJson, ToJson(record));
 }

@@ -95,7 +95,8 @@ TEST_F(CertificateTest, DetailFailuresLeaveOutputsAlone) {
   ExpectLogged(kUnit, {{LOG_ERR, "update_ssl_certificate_status", "Get device cert or key failed!"}});
   ASSERT_TRUE(testpki::WriteFile(Path("garbage.crt"), "not a certificate"));
   ASSERT_TRUE(testpki::WriteCertPem(Path("nameless.crt"), WithoutIssuerName(Make({}))));
-  char info[CERT_INFO_SIZE] = "untouched", text[CERT_TEXT_SIZE] = "untouched";
+  char info[CERT_INFO_SIZE] = "untouched";
+  char text[CERT_TEXT_SIZE] = "untouched";
   auto both = [&](const char* p) { return get_cert_detail(p, text, text, text, text, text) + get_cert_info(p, info); };
   for (const char* name : {"missing", "garbage.crt", "nameless.crt"}) EXPECT_EQ(0, both(Path(name).c_str())) << name;
   EXPECT_EQ(0, both(nullptr));

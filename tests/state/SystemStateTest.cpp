@@ -5,7 +5,9 @@
 
 namespace {
 
-const char kPath[] = "status/system/state/network", kMissing[] = "status/system/state/DNS", kUnit[] = "uSystemState";
+const char kPath[] = "status/system/state/network";
+const char kMissing[] = "status/system/state/DNS";
+const char kUnit[] = "uSystemState";
 const std::string kHead = R"({"status":"s","result":"r","wasSuccessful":false,"info":")";
 
 // The info text, and the stored record holding it, that make a record of exactly `size` characters.

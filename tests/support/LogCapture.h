@@ -12,8 +12,10 @@
 #include "platform/vmLog.h"
 
 struct CapturedLine {
-  int module, level;
-  std::string unit, function;
+  int module;
+  int level;
+  std::string unit;
+  std::string function;
   int line;
   std::string text;
 };

@@ -10,7 +10,8 @@
 
 struct ProgramResult {
   int status = -1;  // exit status, or -1 when it did not exit normally
-  std::string out, err;
+  std::string out;
+  std::string err;
 };
 
 class RunningProgram {

@@ -18,7 +18,8 @@ class TempDatabase {
   const std::string& path() const { return m_path; }
 
  private:
-  std::string m_directory, m_path;
+  std::string m_directory;
+  std::string m_path;
 };
 
 // A database made as the store makes it, holding `rows` parameters

@@ -49,7 +49,8 @@ TEST_F(ConfigDatabase, BadArgumentsAndSizeEdgesFailWithOneAttributedLine) {
   ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("v", "0123456789"));
   ASSERT_EQ(VM_CFG_OK, s2358(3, 1));
   ASSERT_EQ("<none>", RawSql(db_.path(), "INSERT INTO params VALUES('status/alarm/2/severity', 'x')"));
-  char value[12] = "###########", other[4];
+  char value[12] = "###########";
+  char other[4];
   EXPECT_EQ(VM_CFG_OK, vmCfgGetParam("v", value, 11));
   value[10] = '#';
   // Slots out of range are refused, never formatted into another slot; typed
