@@ -83,8 +83,11 @@ TEST_F(ConfigManagerTest, WritesOfAnotherProcessWakeAWaiterAndTheDeliveryThread)
   WriteFromChild("shared/key", "from child");
   EXPECT_EQ(1, manager_->waitForChange(5000));
   EXPECT_EQ(1, manager_->dispatchPending());  // a wake means the commit is visible
-  std::ofstream(db_.path() + "-probe") << "x";  // activity on the database's files without a commit
+  // Activity on the database's files without a commit neither wakes a waiter nor ends its wait early.
+  std::ofstream(db_.path() + "-probe") << "x";
+  const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(0, manager_->waitForChange(300));
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(290));
   EXPECT_EQ("from child", Read("shared/key"));
   ASSERT_TRUE(manager_->startDeliveryThread());
   WriteFromChild("shared/key", "again");
