@@ -87,10 +87,12 @@ TEST_F(ConfigDatabase, EnumerationsAreStoredByNameAndReadAsValues) {
   }
   EXPECT_EQ(VM_PERIPHERAL_TYPE_VIDEO, vmCfgStrToEnum(type, "VIDEO"));
   EXPECT_GT(0, vmCfgStrToEnum(type, "video"));
+  EXPECT_EQ(0, vmCfgStrToEnum(vmCfgFindParameterByPath("status/alarm/0/ui_notification"), "disabled"));  // the first
   ASSERT_EQ(VM_CFG_OK, s2362(VM_UI_NOTIFICATION_DEVICE_AND_REMOTE, 5));
   EXPECT_EQ("device_and_remote", Read("status/alarm/5/ui_notification"));
   EXPECT_EQ(4, g682(5));
   ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("status/alarm/6/ui_notification", "3"));  // a number stands for itself
+  EXPECT_NE(VM_CFG_OK, vmCfgSetParam("status/alarm/6/ui_notification", "a"));  // in decimal only
   EXPECT_EQ(3, g682(6));
   ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("status/alarm/6/ui_notification", "disabled"));  // the first name counts too
   EXPECT_EQ(VM_UI_NOTIFICATION_DISABLED, g682(6));
