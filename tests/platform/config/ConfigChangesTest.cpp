@@ -99,6 +99,17 @@ TEST_F(ConfigManagerTest, WritesOfAnotherProcessWakeAWaiterAndTheDeliveryThread)
   EXPECT_EQ((std::vector<Paths>{{"shared/key"}, {"shared/key"}}), Batches());
 }
 
+// A process that fell behind the pruned journal is told so, and gets each path it watches once.
+TEST_F(ConfigManagerTest, AProcessBehindThePrunedJournalGetsEveryWatchedPathOnce) {
+  ASSERT_GE(manager_->registerMultiConfigPathsChangeCallback({"p/a", "p/b"}, Record), 0);
+  LogCapture log;
+  // The journal keeps 4,096 entries and is pruned every 256 writes.
+  for (int i = 0; i < 4096 + 512; ++i) ASSERT_EQ(VM_CFG_OK, vmCfgSetParam("p/a", std::to_string(i).c_str()));
+  EXPECT_EQ(1, manager_->dispatchPending());
+  EXPECT_EQ((std::vector<Paths>{{"p/a", "p/b"}}), Batches());
+  EXPECT_TRUE(log.Logged(VM_LOG_MODULE_PLATFORM, LOG_WARNING, "ConfigManager", "dispatchPending", "Missed journal"));
+}
+
 TEST_F(ConfigManagerTest, ConfigBatchWritesAreSeenTogetherAfterTheOutermostCommit) {
   ASSERT_GE(manager_->registerMultiConfigPathsChangeCallback({"b/1", "b/2", "b/3"}, Record), 0);
   ASSERT_EQ(VM_CFG_OK, vmCfgBatchBegin());
