@@ -2,7 +2,8 @@
 # Installs what is missing, then builds and runs every test suite: the host
 # build, the sanitizer build (address + undefined) and the 32-bit ARM build,
 # whose tests run under qemu-arm; then the thread-sanitizer build of the
-# concurrency, soak, crash and write-batch tests only (the rest is single-threaded). The
+# concurrency, soak, crash, write-batch and delivery-thread tests only (the rest is
+# single-threaded). The
 # host and ARM builds' libraries are also checked against their ABI baselines.
 # Every build's tests include FuzzReplay.<target>: each fuzz target run over
 # its corpus in fuzz/corpus/ (seeds and past findings), without libFuzzer.
@@ -26,7 +27,7 @@ for preset in "${presets[@]}"; do
   cmake --preset "$preset" >/dev/null
   if [[ "$preset" == tsan ]]; then
     cmake --build --preset tsan --target soak_tests platform_tests
-    ctest --preset tsan -R 'Concurrency|AlertSoak|CrashSafety|ConfigBatch'
+    ctest --preset tsan -R 'Concurrency|AlertSoak|CrashSafety|ConfigBatch|DeliveryThread'
   else
     cmake --build --preset "$preset"
     ctest --preset "$preset"
