@@ -2,9 +2,9 @@
 # Installs what is missing, then builds and runs every test suite: the host
 # build, the sanitizer build (address + undefined) and the 32-bit ARM build,
 # whose tests run under qemu-arm; then the thread-sanitizer build of the
-# concurrency, soak, crash, write-batch and delivery-thread tests only (the rest is
-# single-threaded). The
-# host and ARM builds' libraries are also checked against their ABI baselines.
+# concurrency, soak, crash, write-batch and delivery-thread tests only (the rest
+# is single-threaded). The host and ARM builds' libraries are also checked
+# against their ABI baselines.
 # Every build's tests include FuzzReplay.<target>: each fuzz target run over
 # its corpus in fuzz/corpus/ (seeds and past findings), without libFuzzer.
 # Usage: scripts/test.sh [preset...]   (default: default asan armhf tsan)
